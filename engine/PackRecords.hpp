@@ -1,0 +1,46 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace engine {
+
+/// A path relative to a category folder, joined with "/", and the file's SHA-256 in lowercase hexadecimal.
+using FileTable = std::map<std::string, std::string>;
+
+/// Which files of a category folder a pack put there.
+struct Manifest {
+    std::string owner;
+    FileTable files;
+
+    friend bool operator==(const Manifest&, const Manifest&) = default;
+};
+
+/// One entry of the pack's catalogue.
+struct CatalogName {
+    std::string name;
+    std::optional<bool> retired;
+};
+
+/// A failure of the installer's own. `what()`, its localised description, is exactly `message`.
+struct InstallError : std::runtime_error {
+    explicit InstallError(const std::string& message) : std::runtime_error(message), message(message) {}
+    std::string message;
+};
+
+/// Reads a catalogue: an array of objects with "name" and, optionally, "retired". Other keys are ignored. Throws
+/// platform::Error, naming `source`, for anything else.
+std::vector<CatalogName> decodeCatalog(std::string_view json, const std::filesystem::path& source);
+
+/// Reads a manifest: an object with "owner" and "files". Throws as above.
+Manifest decodeManifest(std::string_view json, const std::filesystem::path& source);
+
+/// The compact JSON of a manifest.
+std::string encodeManifest(const Manifest& manifest);
+
+} // namespace engine

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform {
+
+/// The file operations that the engine needs. Every operation that can fail throws `Error`. None follows a
+/// symbolic link that stands at the end of the path it changes, and none replaces an item that it was not asked
+/// to replace.
+class FileManager {
+public:
+    /// The manager that the whole process shares; it holds no state.
+    static const FileManager& defaultManager();
+
+    /// True when an item of any kind stands at the path; a link counts by its target.
+    bool exists(const std::filesystem::path& path) const;
+
+    /// True when anything stands at the path, a link without a target too.
+    bool occupied(const std::filesystem::path& path) const;
+
+    /// The path made absolute, without "." and "..", and with the links in its existing part resolved.
+    std::filesystem::path resolved(const std::filesystem::path& path) const;
+
+    /// The whole contents of a regular file.
+    std::string read(const std::filesystem::path& path) const;
+
+    /// Hands the contents of a regular file to `consume` piece by piece, so that no file is too large.
+    void read(const std::filesystem::path& path, const std::function<void(std::string_view)>& consume) const;
+
+    /// Replaces the file by one with these contents, which appears whole or not at all.
+    void writeAtomically(const std::filesystem::path& path, std::string_view contents) const;
+
+    /// Creates the folder and every missing one above it; an existing folder is not an error.
+    void makeFolder(const std::filesystem::path& path) const;
+
+    /// Copies a file, a link or a whole folder to a place where nothing stands, with permissions, dates and
+    /// extended attributes; clones where the file system can. A failed copy leaves what it had written.
+    void copyItem(const std::filesystem::path& from, const std::filesystem::path& to) const;
+
+    /// Moves an item to a place where nothing stands. Across file systems the item is copied to a temporary
+    /// name, synced and renamed into place before `copied` is called, and only then removed from where it was.
+    void moveItem(const std::filesystem::path& from, const std::filesystem::path& to,
+                  const std::function<void()>& copied = [] {}) const;
+
+    /// Removes a file, a link or a whole folder.
+    void removeItem(const std::filesystem::path& path) const;
+
+    /// Removes a folder when it is empty; returns whether it did. A folder that is not there is no error.
+    bool removeEmptyFolder(const std::filesystem::path& path) const;
+
+    /// The name under which an unfinished item stands beside its final place.
+    static std::filesystem::path temporaryName(const std::filesystem::path& path);
+
+    /// Calls `visit` for every item below the folder, at every depth, links not followed; a missing folder has
+    /// none. The second argument tells whether the item is a folder.
+    void enumerate(const std::filesystem::path& folder,
+                   const std::function<void(const std::filesystem::path&, bool)>& visit) const;
+
+    /// Sets the modification date to the current date and time.
+    void touch(const std::filesystem::path& path) const;
+
+    /// The permission bits of a folder, or nothing when no folder stands there.
+    std::optional<unsigned> folderPermissions(const std::filesystem::path& path) const;
+    void setPermissions(const std::filesystem::path& path, unsigned permissions) const;
+
+    /// Whether file browsers hide the folder; false when it is not there.
+    bool isHidden(const std::filesystem::path& folder) const;
+    void setHidden(const std::filesystem::path& folder, bool hidden) const;
+
+    /// The file that records which items of a folder are hidden, on systems where the item itself does not.
+    std::optional<std::filesystem::path> hiddenList(const std::filesystem::path& folder) const;
+
+    /// Returns once the items (files by their contents, folders by their entries) are on the disk.
+    void synchronize(const std::vector<std::filesystem::path>& items) const;
+};
+
+} // namespace platform

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace platform {
+
+/// The bundle identifiers of the applications that are running; those without one are left out.
+std::vector<std::string> runningApplications();
+
+} // namespace platform

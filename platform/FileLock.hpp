@@ -1,7 +1,10 @@
 #pragma once
 
+#include "platform/posix/Descriptor.hpp"
+
 #include <filesystem>
 #include <optional>
+#include <utility>
 
 namespace platform {
 
@@ -13,16 +16,12 @@ public:
     /// be opened, with the number ENOENT when it is not there.
     static std::optional<FileLock> acquire(const std::filesystem::path& path);
 
-    FileLock(FileLock&& other) noexcept;
-    FileLock& operator=(FileLock&& other) noexcept;
-    ~FileLock();
-
     /// True while the file that is held is the one that stands at the path.
     bool holds(const std::filesystem::path& path) const;
 
 private:
-    explicit FileLock(int descriptor) : descriptor(descriptor) {}
-    int descriptor;
+    explicit FileLock(Descriptor file) : file(std::move(file)) {}
+    Descriptor file;
 };
 
 } // namespace platform

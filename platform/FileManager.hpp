@@ -42,8 +42,11 @@ public:
     /// extended attributes; clones where the file system can. A failed copy leaves what it had written.
     void copyItem(const std::filesystem::path& from, const std::filesystem::path& to) const;
 
-    /// Moves an item to a place where nothing stands. Across file systems the item is copied to a temporary
-    /// name, synced and renamed into place before `copied` is called, and only then removed from where it was.
+    /// The same, but the copy appears whole, under its final name and on the disk, or not at all.
+    void copyItemDurably(const std::filesystem::path& from, const std::filesystem::path& to) const;
+
+    /// Moves an item to a place where nothing stands. Across file systems it is copied durably; `copied` is
+    /// called then, and only after that is the item removed from where it was.
     void moveItem(const std::filesystem::path& from, const std::filesystem::path& to,
                   const std::function<void()>& copied = [] {}) const;
 

@@ -2,6 +2,7 @@
 
 #include <libxml/tree.h>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,17 +14,18 @@ namespace platform {
 /// entity references and the order of attributes. Nothing outside the given bytes is ever read.
 class XmlDocument {
 public:
-    /// An element of a document; it lives as long as the document.
+    /// An element of a document; it is valid as long as the document.
     class Element {
     public:
         /// The first child element with exactly this name, prefix included.
         std::optional<Element> firstChild(std::string_view name) const;
 
         /// Adds an empty element immediately before that child, or as the first child when there is none.
-        Element insertChildBefore(std::optional<Element> sibling, const std::string& name);
-        Element appendChild(const std::string& name);
+        Element insertBefore(const std::optional<Element>& child, const std::string& name);
+        Element append(const std::string& name);
 
-        /// The text of the element and of everything in it.
+        /// The text of the element and of everything in it. Throws `Error` when it is longer than 1 MiB, which
+        /// bounds what entity references can unfold to.
         std::string text() const;
 
         /// Replaces everything in the element by this text.
@@ -35,21 +37,24 @@ public:
         xmlNode* node;
     };
 
-    /// Throws `Error` with line and column when the bytes are not well-formed XML.
-    explicit XmlDocument(std::string_view bytes);
+    /// Throws `Error`, naming `source`, when the bytes are not well-formed XML, or when they declare entities
+    /// made of other entities, with which a short document can unfold without bound.
+    explicit XmlDocument(std::string_view bytes, const std::filesystem::path& source = {});
 
     std::optional<Element> root() const;
 
-    /// The document with one element a line, indented by four blanks a level. Elements that hold text are
-    /// written as they were.
+    /// Lays the document out anew, an element a line, indented by four blanks a level, and returns its bytes in
+    /// its own encoding. What stands in an element that also holds text, and what says xml:space="preserve", is
+    /// written as it was.
     std::string prettyPrinted();
 
 private:
     struct Free {
-        void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+        void operator()(xmlDoc* tree) const { xmlFreeDoc(tree); }
     };
     std::unique_ptr<xmlDoc, Free> document;
-    std::string declaration; ///< the bytes that stood before the document proper, byte order mark included
+    std::string declaration; ///< the XML declaration to the byte, with a byte order mark before it
+    bool isUtf16 = false;    ///< the library writes the declaration then
 };
 
 } // namespace platform

@@ -1,0 +1,51 @@
+#include "platform/Json.hpp"
+
+#include "platform/Error.hpp"
+
+namespace platform {
+namespace {
+
+constexpr int deepest = 64;
+
+/// Where the parser stopped, counted as an editor counts.
+std::string position(std::string_view text, std::size_t byte) {
+    const std::string_view before = text.substr(0, byte == 0 ? 0 : byte - 1);
+    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
+    const auto lineStart = before.rfind('\n');
+    const auto column = before.size() - (lineStart == std::string_view::npos ? 0 : lineStart + 1) + 1;
+    return "ligne " + std::to_string(line) + ", colonne " + std::to_string(column);
+}
+
+} // namespace
+
+Json parseJson(std::string_view text, const std::filesystem::path& source) {
+    const auto bounded = [&](int depth, Json::parse_event_t event, const Json&) {
+        if (depth >= deepest && (event == Json::parse_event_t::object_start ||
+                                 event == Json::parse_event_t::array_start)) {
+            throw fileError("lire", source, "le JSON est imbriqué trop profondément");
+        }
+        return true;
+    };
+    try {
+        return Json::parse(text, bounded);
+    } catch (const Json::parse_error& error) {
+        throw fileError("lire", source, "ce n’est pas du JSON valide (" + position(text, error.byte) + ")");
+    } catch (const Json::exception&) {
+        throw fileError("lire", source, "ce n’est pas du JSON valide");
+    }
+}
+
+std::string compactJson(const Json& document) {
+    const std::string plain = document.dump();
+    std::string escaped;
+    escaped.reserve(plain.size() + plain.size() / 16);
+    for (const char character : plain) { // outside strings JSON has no solidus
+        if (character == '/') {
+            escaped += '\\';
+        }
+        escaped += character;
+    }
+    return escaped;
+}
+
+} // namespace platform

@@ -1,0 +1,43 @@
+#include "platform/Digest.hpp"
+
+#include "platform/Error.hpp"
+
+#include <openssl/evp.h>
+
+namespace platform {
+namespace {
+
+constexpr std::size_t digestSize = 32;
+
+void require(int success) {
+    if (success != 1) {
+        throw Error("Impossible de calculer une empreinte SHA-256.");
+    }
+}
+
+} // namespace
+
+struct Sha256::State {
+    struct Free {
+        void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
+    };
+    std::unique_ptr<EVP_MD_CTX, Free> context{EVP_MD_CTX_new()};
+};
+
+Sha256::Sha256() : state(std::make_unique<State>()) {
+    require(EVP_DigestInit_ex(state->context.get(), EVP_sha256(), nullptr));
+}
+
+Sha256::~Sha256() = default;
+
+void Sha256::update(std::string_view bytes) {
+    require(EVP_DigestUpdate(state->context.get(), bytes.data(), bytes.size()));
+}
+
+std::string Sha256::finish() {
+    std::string digest(digestSize, '\0');
+    require(EVP_DigestFinal_ex(state->context.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr));
+    return digest;
+}
+
+} // namespace platform

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cerrno>
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace platform {
+
+/// Calls a system function again as long as a signal interrupts it.
+template <typename Call>
+auto retrying(Call call) {
+    auto result = call();
+    while (result == -1 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+/// An open file, closed with the object.
+class Descriptor {
+public:
+    explicit Descriptor(int number = -1) : number(number) {}
+    Descriptor(Descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(number, other.number);
+        return *this;
+    }
+    ~Descriptor() { close(); }
+
+    int get() const { return number; }
+    explicit operator bool() const { return number >= 0; }
+
+    /// Closes the file now; false when the system reports that written data may be lost. The descriptor is gone
+    /// in either case, also after EINTR.
+    bool close() {
+        const int open = std::exchange(number, -1);
+        return open < 0 || ::close(open) == 0 || errno == EINTR;
+    }
+
+private:
+    int number;
+};
+
+} // namespace platform

@@ -1,0 +1,36 @@
+#include "platform/FileLock.hpp"
+
+#include "platform/Error.hpp"
+#include "platform/posix/FileManagerParts.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <utility>
+
+namespace platform {
+
+std::optional<FileLock> FileLock::acquire(const std::filesystem::path& path) {
+    Descriptor file = parts::openForReading(path, O_NOFOLLOW);
+    struct stat found {};
+    if (::fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
+        throw fileError("lire", path, ENXIO);
+    }
+    if (retrying([&] { return ::flock(file.get(), LOCK_EX | LOCK_NB); }) == 0) {
+        return FileLock(std::move(file));
+    }
+    if (errno == EWOULDBLOCK) {
+        return std::nullopt;
+    }
+    throw fileError("réserver", path, errno);
+}
+
+bool FileLock::holds(const std::filesystem::path& path) const {
+    struct stat held {};
+    struct stat found {};
+    return ::fstat(file.get(), &held) == 0 && ::lstat(path.c_str(), &found) == 0 &&
+           held.st_dev == found.st_dev && held.st_ino == found.st_ino;
+}
+
+} // namespace platform

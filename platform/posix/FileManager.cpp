@@ -1,0 +1,231 @@
+#include "platform/FileManager.hpp"
+
+#include "platform/Error.hpp"
+#include "platform/posix/FileManagerParts.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <system_error>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace platform {
+namespace parts {
+
+Descriptor openForReading(const fs::path& path, int flags) {
+    Descriptor file(retrying([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags); }));
+    if (!file) {
+        throw fileError("lire", path, errno);
+    }
+    return file;
+}
+
+struct stat information(const fs::path& path, std::string_view attempt) {
+    struct stat found {};
+    if (retrying([&] { return ::lstat(path.c_str(), &found); }) != 0) {
+        throw fileError(attempt, path, errno);
+    }
+    return found;
+}
+
+bool writeAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = retrying([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+        if (written < 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+} // namespace parts
+
+namespace {
+
+constexpr std::size_t pieceSize = std::size_t{256} * 1024;
+
+/// Writes a new file; after a failure nothing of it is left.
+void writeNewFile(const fs::path& path, std::string_view contents) {
+    Descriptor file(retrying(
+        [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666); }));
+    if (!file) {
+        throw fileError("écrire", path, errno);
+    }
+    if (!parts::writeAll(file.get(), contents) || !file.close()) {
+        const int number = errno;
+        ::unlink(path.c_str());
+        throw fileError("écrire", path, number);
+    }
+}
+
+} // namespace
+
+const FileManager& FileManager::defaultManager() {
+    static const FileManager manager;
+    return manager;
+}
+
+bool FileManager::exists(const fs::path& path) const {
+    struct stat found {};
+    return retrying([&] { return ::stat(path.c_str(), &found); }) == 0;
+}
+
+bool FileManager::occupied(const fs::path& path) const {
+    struct stat found {};
+    return retrying([&] { return ::lstat(path.c_str(), &found); }) == 0;
+}
+
+fs::path FileManager::resolved(const fs::path& path) const {
+    std::error_code failure;
+    fs::path absolute = fs::absolute(path.empty() ? "." : path, failure).lexically_normal();
+    const fs::path real = fs::weakly_canonical(absolute, failure);
+    if (!failure) {
+        absolute = real;
+    }
+    return absolute.has_filename() ? absolute : absolute.parent_path();
+}
+
+std::string FileManager::read(const fs::path& path) const {
+    std::string contents;
+    read(path, [&](std::string_view piece) { contents.append(piece); });
+    return contents;
+}
+
+void FileManager::read(const fs::path& path, const std::function<void(std::string_view)>& consume) const {
+    const Descriptor file = parts::openForReading(path);
+    struct stat found {};
+    if (::fstat(file.get(), &found) != 0) {
+        throw fileError("lire", path, errno);
+    }
+    if (!S_ISREG(found.st_mode)) {
+        throw fileError("lire", path, S_ISDIR(found.st_mode) ? EISDIR : ENXIO);
+    }
+    std::vector<char> piece(pieceSize);
+    for (;;) {
+        const ssize_t length = retrying([&] { return ::read(file.get(), piece.data(), piece.size()); });
+        if (length < 0) {
+            throw fileError("lire", path, errno);
+        }
+        if (length == 0) {
+            return;
+        }
+        consume({piece.data(), static_cast<std::size_t>(length)});
+    }
+}
+
+void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
+    const fs::path temporary = temporaryName(path);
+    writeNewFile(temporary, contents);
+    if (retrying([&] { return ::rename(temporary.c_str(), path.c_str()); }) != 0) {
+        const int number = errno;
+        ::unlink(temporary.c_str());
+        throw fileError("écrire", path, number);
+    }
+}
+
+void FileManager::makeFolder(const fs::path& path) const {
+    if (retrying([&] { return ::mkdir(path.c_str(), 0777); }) == 0) {
+        return;
+    }
+    int number = errno;
+    if (number == ENOENT && path.has_relative_path() && path.parent_path() != path) {
+        makeFolder(path.parent_path());
+        if (retrying([&] { return ::mkdir(path.c_str(), 0777); }) == 0) {
+            return;
+        }
+        number = errno;
+    }
+    struct stat found {};
+    const bool isThere = ::stat(path.c_str(), &found) == 0;
+    if (!isThere || !S_ISDIR(found.st_mode)) {
+        throw fileError("créer le dossier", path, number);
+    }
+}
+
+void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) const {
+    const fs::path temporary = temporaryName(to);
+    try {
+        copyItem(from, temporary);
+        std::vector<fs::path> items{temporary};
+        enumerate(temporary, [&](const fs::path& item, bool) { items.push_back(item); });
+        synchronize(items);
+        parts::renameExclusively(temporary, to);
+        synchronize({to.parent_path()});
+    } catch (const Error&) {
+        std::error_code ignored; // the failure that is reported is the first one
+        fs::remove_all(temporary, ignored);
+        throw;
+    }
+}
+
+void FileManager::moveItem(const fs::path& from, const fs::path& to, const std::function<void()>& copied) const {
+    if (!parts::renameExclusively(from, to)) {
+        copyItemDurably(from, to);
+        copied();
+        removeItem(from);
+    }
+}
+
+void FileManager::removeItem(const fs::path& path) const {
+    std::error_code failure;
+    fs::remove_all(path, failure);
+    if (failure) {
+        throw fileError("supprimer", path, failure.value());
+    }
+}
+
+bool FileManager::removeEmptyFolder(const fs::path& path) const {
+    if (retrying([&] { return ::rmdir(path.c_str()); }) == 0) {
+        return true;
+    }
+    if (errno == ENOTEMPTY || errno == EEXIST || errno == ENOENT) {
+        return false;
+    }
+    throw fileError("supprimer le dossier", path, errno);
+}
+
+fs::path FileManager::temporaryName(const fs::path& path) {
+    return path.parent_path() / ("." + path.filename().string() + ".orvo-partial");
+}
+
+void FileManager::enumerate(const fs::path& folder,
+                            const std::function<void(const fs::path&, bool)>& visit) const {
+    std::error_code failure;
+    if (!fs::is_directory(fs::symlink_status(folder, failure))) {
+        return;
+    }
+    fs::recursive_directory_iterator item(folder, failure);
+    for (; !failure && item != fs::recursive_directory_iterator(); item.increment(failure)) {
+        visit(item->path(), item->is_directory() && !item->is_symlink());
+    }
+    if (failure) {
+        throw fileError("parcourir le dossier", folder, failure.value());
+    }
+}
+
+void FileManager::touch(const fs::path& path) const {
+    const std::array<timespec, 2> times{{{0, UTIME_OMIT}, {0, UTIME_NOW}}};
+    if (retrying([&] { return ::utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); }) != 0) {
+        throw fileError("dater", path, errno);
+    }
+}
+
+std::optional<unsigned> FileManager::folderPermissions(const fs::path& path) const {
+    struct stat found {};
+    if (retrying([&] { return ::lstat(path.c_str(), &found); }) != 0 || !S_ISDIR(found.st_mode)) {
+        return std::nullopt;
+    }
+    return found.st_mode & 07777U;
+}
+
+void FileManager::setPermissions(const fs::path& path, unsigned permissions) const {
+    if (retrying([&] { return ::chmod(path.c_str(), static_cast<mode_t>(permissions)); }) != 0) {
+        throw fileError("régler les permissions de", path, errno);
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,96 @@
+#include "platform/Process.hpp"
+
+#include "platform/Error.hpp"
+#include "platform/Json.hpp"
+#include "platform/posix/Descriptor.hpp"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <array>
+
+extern char** environ; // NOLINT: POSIX gives the environment no header of its own
+
+namespace platform {
+namespace {
+
+class SpawnActions {
+public:
+    SpawnActions() { posix_spawn_file_actions_init(&actions); }
+    ~SpawnActions() { posix_spawn_file_actions_destroy(&actions); }
+    SpawnActions(const SpawnActions&) = delete;
+    SpawnActions& operator=(const SpawnActions&) = delete;
+
+    posix_spawn_file_actions_t* get() { return &actions; }
+
+private:
+    posix_spawn_file_actions_t actions{};
+};
+
+struct Pipe {
+    Descriptor reading;
+    Descriptor writing;
+};
+
+Pipe makePipe() {
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) {
+        throw Error("Impossible de lancer un outil : " + reason(errno) + ".", errno);
+    }
+    for (const int end : ends) {
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    }
+    return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
+std::string readToEnd(int descriptor) {
+    std::string text;
+    std::array<char, 4096> piece{};
+    for (;;) {
+        const ssize_t length = retrying([&] { return ::read(descriptor, piece.data(), piece.size()); });
+        if (length <= 0) {
+            return text;
+        }
+        text.append(piece.data(), static_cast<std::size_t>(length));
+    }
+}
+
+/// The text with every sequence that is not UTF-8 replaced by U+FFFD.
+std::string repairedUtf8(const std::string& text) {
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+}
+
+} // namespace
+
+ProcessResult run(const std::filesystem::path& executable, const std::vector<std::string>& arguments) {
+    Pipe pipe = makePipe();
+    SpawnActions actions;
+    posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(actions.get(), pipe.writing.get(), STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(actions.get(), pipe.writing.get(), STDERR_FILENO);
+
+    std::vector<std::string> words{executable.string()};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+
+    pid_t child = 0;
+    const int failure = posix_spawn(&child, executable.c_str(), actions.get(), nullptr, pointers.data(), environ);
+    if (failure != 0) {
+        throw fileError("lancer", executable, failure);
+    }
+    pipe.writing.close();
+    // The output is read before the wait, so that a tool that prints much cannot block on a full pipe.
+    const std::string output = readToEnd(pipe.reading.get());
+    int status = 0;
+    if (retrying([&] { return ::waitpid(child, &status, 0); }) != child) {
+        throw fileError("attendre", executable, errno);
+    }
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), repairedUtf8(output)};
+}
+
+} // namespace platform

@@ -49,6 +49,10 @@ public:
     /// The SHA-256 of a file as 64 lowercase hexadecimal characters. Throws platform::Error.
     std::string hash(const std::filesystem::path& file) const;
 
+    /// Runs a tool to its end. Throws platform::Error when it cannot be started, and InstallError with all that
+    /// it printed when it fails.
+    void process(const std::filesystem::path& tool, const std::vector<std::string>& arguments) const;
+
     const platform::System system;
     const platform::FileManager& fm;
     const std::string owner = "orvo.lumopack01";

@@ -29,7 +29,7 @@ struct CatalogName {
 
 /// A failure of the installer's own. `what()`, its localised description, is exactly `message`.
 struct InstallError : std::runtime_error {
-    explicit InstallError(const std::string& message) : std::runtime_error(message), message(message) {}
+    explicit InstallError(const std::string& text) : std::runtime_error(text), message(text) {}
     std::string message;
 };
 

@@ -20,7 +20,7 @@ public:
     bool holds(const std::filesystem::path& path) const;
 
 private:
-    explicit FileLock(Descriptor file) : file(std::move(file)) {}
+    explicit FileLock(Descriptor held) : file(std::move(held)) {}
     Descriptor file;
 };
 

@@ -45,10 +45,10 @@ public:
     /// The same, but the copy appears whole, under its final name and on the disk, or not at all.
     void copyItemDurably(const std::filesystem::path& from, const std::filesystem::path& to) const;
 
-    /// Moves an item to a place where nothing stands. Across file systems it is copied durably; `copied` is
-    /// called then, and only after that is the item removed from where it was.
+    /// Moves an item to a place where nothing stands. Across file systems it is copied durably first. `arrived`
+    /// is called once the item stands whole at its new place, before it is removed from the old one.
     void moveItem(const std::filesystem::path& from, const std::filesystem::path& to,
-                  const std::function<void()>& copied = [] {}) const;
+                  const std::function<void()>& arrived = [] {}) const;
 
     /// Removes a file, a link or a whole folder.
     void removeItem(const std::filesystem::path& path) const;

@@ -143,7 +143,7 @@ void layOut(xmlNode* root) {
     }
 }
 
-void append(std::string& text, std::string_view piece) {
+void appendBounded(std::string& text, std::string_view piece) {
     if (piece.size() > longestText - text.size()) {
         throw Error("Impossible de lire le XML : un texte est trop long.");
     }
@@ -245,10 +245,10 @@ std::string XmlDocument::Element::text() const {
     std::string result;
     for (const xmlNode* item = following(node, node); item != nullptr; item = following(item, node)) {
         if (item->type == XML_TEXT_NODE || item->type == XML_CDATA_SECTION_NODE) {
-            append(result, view(item->content));
+            appendBounded(result, view(item->content));
         } else if (item->type == XML_ENTITY_REF_NODE) {
             const std::unique_ptr<xmlChar, FreeString> value(xmlNodeGetContent(item));
-            append(result, view(value.get()));
+            appendBounded(result, view(value.get()));
         }
     }
     return result;

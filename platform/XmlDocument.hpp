@@ -33,7 +33,7 @@ public:
 
     private:
         friend class XmlDocument;
-        explicit Element(xmlNode* node) : node(node) {}
+        explicit Element(xmlNode* element) : node(element) {}
         xmlNode* node;
     };
 

@@ -21,7 +21,7 @@ auto retrying(Call call) {
 /// An open file, closed with the object.
 class Descriptor {
 public:
-    explicit Descriptor(int number = -1) : number(number) {}
+    explicit Descriptor(int opened = -1) : number(opened) {}
     Descriptor(Descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
         std::swap(number, other.number);

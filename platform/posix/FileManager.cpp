@@ -162,10 +162,13 @@ void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) cons
     }
 }
 
-void FileManager::moveItem(const fs::path& from, const fs::path& to, const std::function<void()>& copied) const {
-    if (!parts::renameExclusively(from, to)) {
+void FileManager::moveItem(const fs::path& from, const fs::path& to, const std::function<void()>& arrived) const {
+    const bool isRenamed = parts::renameExclusively(from, to);
+    if (!isRenamed) {
         copyItemDurably(from, to);
-        copied();
+    }
+    arrived();
+    if (!isRenamed) {
         removeItem(from);
     }
 }
@@ -189,7 +192,10 @@ bool FileManager::removeEmptyFolder(const fs::path& path) const {
 }
 
 fs::path FileManager::temporaryName(const fs::path& path) {
-    return path.parent_path() / ("." + path.filename().string() + ".orvo-partial");
+    fs::path name(".");
+    name += path.filename();
+    name += ".orvo-partial";
+    return path.parent_path() / name;
 }
 
 void FileManager::enumerate(const fs::path& folder,

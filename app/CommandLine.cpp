@@ -1,0 +1,55 @@
+#include "app/CommandLine.hpp"
+
+#include "app/Arguments.hpp"
+#include "engine/PackInstaller.hpp"
+#include "platform/Locations.hpp"
+
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+
+namespace app {
+namespace {
+
+std::optional<std::filesystem::path> home() {
+    const std::optional<std::string> root = argument("--root");
+    return root ? std::optional<std::filesystem::path>(*root) : std::nullopt;
+}
+
+std::optional<std::set<std::string>> selection() {
+    const std::optional<std::string> only = argument("--only");
+    return only ? std::optional(namesIn(*only)) : std::nullopt;
+}
+
+} // namespace
+
+bool isCommandLine() {
+    return contains("--install") || contains("--uninstall");
+}
+
+std::set<std::string> namesIn(std::string_view list) {
+    std::set<std::string> names;
+    while (!list.empty()) {
+        const std::string_view name = list.substr(0, list.find(','));
+        if (!name.empty()) {
+            names.emplace(name);
+        }
+        list.remove_prefix(std::min(list.size(), name.size() + 1));
+    }
+    return names;
+}
+
+int runCommandLine() {
+    const std::filesystem::path payload = platform::payloadFolder();
+    try {
+        const engine::PackInstaller installer(home(), payload, !contains("--no-register"));
+        std::cout << installer.perform(contains("--uninstall"), selection()) << "\n" << std::flush;
+        return EXIT_SUCCESS;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << "\n";
+        return EXIT_FAILURE;
+    }
+}
+
+} // namespace app

@@ -1,0 +1,10 @@
+#include "app/Arguments.hpp"
+#include "app/CommandLine.hpp"
+#include "ui/Application.hpp"
+#include <cstdio>
+namespace ui { int runApplication(int, char**) { std::puts("no window yet"); return 0; } }
+
+int main(int argc, char** argv) {
+    app::args.assign(argv, argv + argc);
+    return app::isCommandLine() ? app::runCommandLine() : ui::runApplication(argc, argv);
+}

@@ -1,0 +1,39 @@
+#include "engine/Changes.hpp"
+
+#include "platform/Error.hpp"
+
+#include <cerrno>
+
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace engine {
+
+Changes::Changes(const PackInstaller& owner, fs::path folder) : installer(owner), backup(std::move(folder)) {}
+
+void Changes::preserve(const fs::path& file, const std::string& relative) {
+    if (!installer.fm.occupied(file)) {
+        return;
+    }
+    const fs::path saved = backup / relative;
+    installer.mkdir(saved.parent_path());
+    installer.fm.moveItem(file, saved, [&] { entries.push_back({file, saved}); });
+}
+
+void Changes::preserveCopy(const fs::path& file, const std::string& relative) {
+    const fs::path saved = backup / relative;
+    installer.mkdir(saved.parent_path());
+    installer.fm.copyItemDurably(file, saved);
+    entries.push_back({file, saved});
+}
+
+void Changes::create(const fs::path& place, const std::function<void()>& action) {
+    if (installer.fm.occupied(place)) {
+        throw platform::fileError("écrire", place, EEXIST);
+    }
+    entries.push_back({place, {}});
+    action();
+}
+
+} // namespace engine

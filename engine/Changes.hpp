@@ -1,0 +1,42 @@
+#pragma once
+
+#include "engine/PackInstaller.hpp"
+#include "engine/RunRecord.hpp"
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace engine {
+
+/// One thing that a run did to a place: it saved what stood there or, without a saved copy, created something.
+struct Change {
+    std::filesystem::path place;
+    std::filesystem::path saved;
+};
+
+/// What a run has changed so far, in order, each entry made before the run can leave a byte at the place.
+class Changes {
+public:
+    Changes(const PackInstaller& installer, std::filesystem::path backup);
+
+    /// Moves what stands at the place, if anything, into the backup folder under the relative path. Throws
+    /// platform::Error; the place is then as it was, unless the entry was made.
+    void preserve(const std::filesystem::path& file, const std::string& relative);
+
+    /// The same with a copy: the place stays as it is until it is replaced.
+    void preserveCopy(const std::filesystem::path& file, const std::string& relative);
+
+    /// Runs an action that creates something at the place, where nothing may stand. Throws what it throws.
+    void create(const std::filesystem::path& place, const std::function<void()>& action);
+
+    const std::vector<Change>& list() const { return entries; }
+
+private:
+    const PackInstaller& installer;
+    std::filesystem::path backup;
+    std::vector<Change> entries;
+};
+
+} // namespace engine

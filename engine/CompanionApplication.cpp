@@ -1,0 +1,63 @@
+#include "engine/CompanionApplication.hpp"
+
+#include "platform/Error.hpp"
+#include "platform/PropertyList.hpp"
+
+#include <optional>
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+constexpr const char* codesign = "/usr/bin/codesign";
+constexpr const char* pluginkit = "/usr/bin/pluginkit";
+constexpr const char* lsregister = "/System/Library/Frameworks/CoreServices.framework/Frameworks/"
+                                   "LaunchServices.framework/Support/lsregister";
+
+std::string extension(const fs::path& application) {
+    return (application / "Contents/PlugIns/OrvoTransitions.pluginkit").string();
+}
+
+/// Nothing when the list cannot be read.
+std::optional<std::string> ownershipList(const PackInstaller& installer, const fs::path& file) {
+    try {
+        return installer.fm.read(file);
+    } catch (const platform::Error&) {
+        return std::nullopt;
+    }
+}
+
+bool isOwn(const PackInstaller& installer, const fs::path& application) {
+    const fs::path file = application / "Contents/Resources/orvo-owned.plist";
+    const std::optional<std::string> bytes = ownershipList(installer, file);
+    if (!bytes) {
+        return false;
+    }
+    const platform::PropertyList list = platform::parsePropertyList(*bytes, file);
+    const auto owner = list.strings.find("owner");
+    return list.isDictionaryOfStrings && owner != list.strings.end() && owner->second == installer.owner;
+}
+
+} // namespace
+
+void checkSignature(const PackInstaller& installer, const fs::path& application) {
+    installer.process(codesign, {"--verify", "--deep", "--strict", application.string()});
+}
+
+void checkOwnership(const PackInstaller& installer, const fs::path& application) {
+    if (installer.fm.occupied(application) && !isOwn(installer, application)) {
+        throw InstallError("Application non reconnue, conservée : " + application.string());
+    }
+}
+
+void registerApplication(const PackInstaller& installer, const fs::path& application) {
+    installer.process(lsregister, {"-f", application.string()});
+    installer.process(pluginkit, {"-a", extension(application)});
+}
+
+void unregisterExtension(const PackInstaller& installer, const fs::path& application) {
+    installer.process(pluginkit, {"-r", extension(application)});
+}
+
+} // namespace engine

@@ -1,0 +1,129 @@
+#include "engine/Recovery.hpp"
+
+#include "platform/Uuid.hpp"
+
+#include <exception>
+#include <ranges>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+/// Runs one step; a failure is noted and does not stop the others.
+template <typename Step>
+void attempt(std::vector<std::string>& problems, Step step) {
+    try {
+        step();
+    } catch (const std::exception& failure) {
+        problems.emplace_back(failure.what());
+    }
+}
+
+} // namespace
+
+Recovery::Recovery(const PackInstaller& owner, const PackPaths& places, const RunRecord& found)
+    : installer(owner), paths(places), record(found), backup(places.backups / found.backup) {}
+
+std::vector<std::string> Recovery::undo(const std::vector<Change>& changes,
+                                        const std::function<void(const fs::path&)>& discard) const {
+    Problems problems;
+    remakeFolders(problems);
+    for (const Change& change : std::views::reverse(changes)) {
+        attempt(problems, [&] { putBack(change, discard); });
+    }
+    attempt(problems, [&] { restoreHiddenFlag(); });
+    removeMadeFolders(problems);
+    attempt(problems, [&] { synchronize(changes); });
+    return problems;
+}
+
+std::vector<std::string> Recovery::undoInterrupted() const {
+    Problems problems;
+    for (const Place& place : record.places) {
+        attempt(problems, [&] {
+            for (const fs::path& file : {installer.home / place.path, backup / place.saved}) {
+                const fs::path unfinished = platform::FileManager::temporaryName(file);
+                if (installer.fm.occupied(unfinished)) {
+                    installer.fm.removeItem(unfinished);
+                }
+            }
+        });
+    }
+    const fs::path kept = backup / ("Interrupted-" + platform::freshUuid());
+    const Problems rest = undo(changesFoundOnDisk(), [&](const fs::path& place) { setAside(place, kept); });
+    problems.insert(problems.end(), rest.begin(), rest.end());
+    const fs::path staging = paths.support / record.staging;
+    attempt(problems, [&] { installer.fm.removeItem(staging); });
+    return problems;
+}
+
+std::vector<Change> Recovery::changesFoundOnDisk() const {
+    std::vector<Change> changes;
+    for (const Place& place : record.places) {
+        const fs::path file = installer.home / place.path;
+        const fs::path saved = backup / place.saved;
+        if (installer.fm.occupied(saved)) {
+            changes.push_back({file, saved});
+        } else if (!place.existed) {
+            changes.push_back({file, {}});
+        }
+    }
+    return changes;
+}
+
+/// Transition folders go when a run empties them; the files need them again.
+void Recovery::remakeFolders(Problems& problems) const {
+    for (const Folder& folder : record.folders) {
+        const fs::path path = installer.home / folder.path;
+        if (folder.permissions && !installer.fm.exists(path)) {
+            attempt(problems, [&] {
+                installer.mkdir(path);
+                installer.fm.setPermissions(path, *folder.permissions);
+            });
+        }
+    }
+}
+
+void Recovery::putBack(const Change& change, const std::function<void(const fs::path&)>& discard) const {
+    paths.refuseLinksOut(installer, change.place);
+    if (installer.fm.occupied(change.place)) {
+        discard(change.place);
+    }
+    if (!change.saved.empty()) {
+        installer.fm.moveItem(change.saved, change.place);
+    }
+}
+
+void Recovery::restoreHiddenFlag() const {
+    if (installer.exists(paths.legacy)) {
+        installer.fm.setHidden(paths.legacy, record.legacyHidden);
+    }
+}
+
+void Recovery::removeMadeFolders(Problems& problems) const {
+    for (const Folder& folder : std::views::reverse(record.folders)) {
+        if (!folder.permissions) {
+            attempt(problems, [&] { installer.fm.removeEmptyFolder(installer.home / folder.path); });
+        }
+    }
+}
+
+void Recovery::setAside(const fs::path& place, const fs::path& folder) const {
+    const fs::path kept = folder / place.lexically_relative(installer.home);
+    installer.mkdir(kept.parent_path());
+    installer.fm.moveItem(place, kept);
+}
+
+void Recovery::synchronize(const std::vector<Change>& changes) const {
+    std::set<fs::path> folders;
+    for (const Change& change : changes) {
+        if (installer.exists(change.place.parent_path())) {
+            folders.insert(change.place.parent_path());
+        }
+    }
+    installer.fm.synchronize({folders.begin(), folders.end()});
+}
+
+} // namespace engine

@@ -1,0 +1,41 @@
+#include "engine/Verification.hpp"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+bool isAccepted(const std::string& digest, const std::string& path, const std::string& expected,
+                const FileTable& known, bool uninstall) {
+    const auto recorded = known.find(path);
+    if (recorded != known.end() && recorded->second == digest) {
+        return true;
+    }
+    return !uninstall && digest == expected;
+}
+
+} // namespace
+
+void verify(const PackInstaller& installer, const fs::path& folder, const FileTable& files, const FileTable& known,
+            bool uninstall) {
+    for (const auto& [path, expected] : files) {
+        const fs::path file = folder / path;
+        if (!installer.fm.occupied(file)) {
+            continue;
+        }
+        // The pack installs no links: one that stands here is somebody's own, wherever it leads.
+        if (fs::is_symlink(file) || !isAccepted(installer.hash(file), path, expected, known, uninstall)) {
+            throw InstallError("Fichier modifié ou non reconnu, conservé : " + file.string());
+        }
+    }
+}
+
+void verifyCopies(const PackInstaller& installer, const fs::path& folder, const FileTable& files) {
+    for (const auto& [path, expected] : files) {
+        if (installer.hash(folder / path) != expected) {
+            throw InstallError("Vérification du template échouée : " + path);
+        }
+    }
+}
+
+} // namespace engine

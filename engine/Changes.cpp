@@ -3,7 +3,6 @@
 #include "platform/Error.hpp"
 
 #include <cerrno>
-
 #include <utility>
 
 namespace fs = std::filesystem;

@@ -10,7 +10,8 @@
 
 namespace engine {
 
-/// One thing that a run did to a place: it saved what stood there or, without a saved copy, created something.
+/// One thing that a run did to a place: it saved what stood there or, without a saved copy, created
+/// something.
 struct Change {
     std::filesystem::path place;
     std::filesystem::path saved;

@@ -10,8 +10,8 @@ namespace engine {
 /// Throws InstallError with the tool's text when the application is not signed as it should be.
 void checkSignature(const PackInstaller& installer, const std::filesystem::path& application);
 
-/// Checks that what stands at the path, if anything, is the pack's own application. Throws InstallError when it
-/// is not, platform::Error when its ownership list is no property list.
+/// Checks that what stands at the path, if anything, is the pack's own application. Throws InstallError when
+/// it is not, platform::Error when its ownership list is no property list.
 void checkOwnership(const PackInstaller& installer, const std::filesystem::path& application);
 
 /// Makes the application and its extension known to the system.

@@ -46,7 +46,8 @@ FileTable touchedFiles(const LegacyPlan& plan, const Manifest& manifest) {
     return touched;
 }
 
-void refuseUnknownTemplates(const PackInstaller& installer, const fs::path& folder, const Manifest& manifest) {
+void refuseUnknownTemplates(const PackInstaller& installer, const fs::path& folder,
+                            const Manifest& manifest) {
     installer.fm.enumerate(folder, [&](const fs::path& item, bool isFolder) {
         if (!isFolder && item.extension() == ".motr" &&
             !manifest.files.contains(installer.relative(item, folder))) {

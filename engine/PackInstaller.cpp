@@ -14,8 +14,9 @@ namespace engine {
 
 PackInstaller::PackInstaller(const std::optional<fs::path>& givenHome, const fs::path& givenPayload,
                              bool registers, platform::System givenSystem)
-    : system(std::move(givenSystem)), fm(system.files), home(fm.resolved(givenHome ? *givenHome : platform::homeFolder())),
-      payload(fm.resolved(givenPayload)), register_(registers) {}
+    : system(std::move(givenSystem)), fm(system.files),
+      home(fm.resolved(givenHome ? *givenHome : platform::homeFolder())), payload(fm.resolved(givenPayload)),
+      register_(registers) {}
 
 std::string PackInstaller::perform(bool uninstall, const Selection& selection) const {
     return Transaction(*this, uninstall, selection).perform();

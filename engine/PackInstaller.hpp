@@ -16,15 +16,15 @@ class PackInstaller final {
 public:
     using Selection = std::optional<std::set<std::string>>;
 
-    /// `home` is the folder to install under, the current user's when absent; `payload` holds the pack. Links in
-    /// both are resolved; neither has to exist. Without `register_` the companion application is not made known
-    /// to the system.
+    /// `home` is the folder to install under, the current user's when absent; `payload` holds the pack. Links
+    /// in both are resolved; neither has to exist. Without `register_` the companion application is not made
+    /// known to the system.
     PackInstaller(const std::optional<std::filesystem::path>& home, const std::filesystem::path& payload,
                   bool register_ = true, platform::System system = {});
 
-    /// Installs or uninstalls the selected transitions, all of them when there is no selection, and returns the
-    /// text for the user. Throws InstallError or platform::Error; the home folder is then as it was before, or
-    /// the text says what could not be put back.
+    /// Installs or uninstalls the selected transitions, all of them when there is no selection, and returns
+    /// the text for the user. Throws InstallError or platform::Error; the home folder is then as it was
+    /// before, or the text says what could not be put back.
     std::string perform(bool uninstall, const Selection& selection) const;
 
     /// The whole catalogue, in the order of the file. Throws platform::Error.
@@ -33,8 +33,8 @@ public:
     /// The names of the transitions on offer, in the order of the file. Throws platform::Error.
     std::vector<std::string> names() const;
 
-    /// The manifest in this file; an empty one when there is no file. Throws platform::Error, and InstallError
-    /// when it is another owner's.
+    /// The manifest in this file; an empty one when there is no file. Throws platform::Error, and
+    /// InstallError when it is another owner's.
     Manifest ready(const std::filesystem::path& file) const;
 
     /// True when an item of any kind stands at the path.
@@ -49,8 +49,8 @@ public:
     /// The SHA-256 of a file as 64 lowercase hexadecimal characters. Throws platform::Error.
     std::string hash(const std::filesystem::path& file) const;
 
-    /// Runs a tool to its end. Throws platform::Error when it cannot be started, and InstallError with all that
-    /// it printed when it fails.
+    /// Runs a tool to its end. Throws platform::Error when it cannot be started, and InstallError with all
+    /// that it printed when it fails.
     void process(const std::filesystem::path& tool, const std::vector<std::string>& arguments) const;
 
     const platform::System system;

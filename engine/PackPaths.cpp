@@ -21,7 +21,8 @@ bool isBelow(const fs::path& place, const fs::path& folder) {
 PackPaths::PackPaths(const PackInstaller& installer)
     : transitions(installer.home / "Movies/Motion Templates.localized/Transitions.localized"),
       category(transitions / installer.category), legacy(transitions / installer.legacyCategory),
-      installedManifest(category / ".orvo-transitions.json"), legacyManifest(legacy / ".orvo-lumopack01.json"),
+      installedManifest(category / ".orvo-transitions.json"),
+      legacyManifest(legacy / ".orvo-lumopack01.json"),
       installedApplication(installer.home / "Applications" / applicationName),
       payloadApplication(installer.payload / applicationName),
       payloadTemplates(installer.payload / "MotionTemplates"),

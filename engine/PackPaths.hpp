@@ -24,9 +24,9 @@ struct PackPaths {
 
     explicit PackPaths(const PackInstaller& installer);
 
-    /// Throws InstallError when a link would lead a change of the place out of the folders that the pack works
-    /// in. People link Movies to another disk, so what stands above the categories may be a link; what is below,
-    /// and the rest of the home folder, may not lead elsewhere.
+    /// Throws InstallError when a link would lead a change of the place out of the folders that the pack
+    /// works in. People link Movies to another disk, so what stands above the categories may be a link; what
+    /// is below, and the rest of the home folder, may not lead elsewhere.
     void refuseLinksOut(const PackInstaller& installer, const std::filesystem::path& place) const;
 };
 

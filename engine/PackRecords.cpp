@@ -31,7 +31,8 @@ std::string string(const Json& value, const std::string& key, const std::filesys
     return value.get<std::string>();
 }
 
-std::optional<bool> optionalBoolean(const Json& object, const char* key, const std::filesystem::path& source) {
+std::optional<bool> optionalBoolean(const Json& object, const char* key,
+                                    const std::filesystem::path& source) {
     const auto found = object.find(key);
     if (found == object.end() || found->is_null()) {
         return std::nullopt;

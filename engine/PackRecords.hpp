@@ -33,8 +33,8 @@ struct InstallError : std::runtime_error {
     std::string message;
 };
 
-/// Reads a catalogue: an array of objects with "name" and, optionally, "retired". Other keys are ignored. Throws
-/// platform::Error, naming `source`, for anything else.
+/// Reads a catalogue: an array of objects with "name" and, optionally, "retired". Other keys are ignored.
+/// Throws platform::Error, naming `source`, for anything else.
 std::vector<CatalogName> decodeCatalog(std::string_view json, const std::filesystem::path& source);
 
 /// Reads a manifest: an object with "owner" and "files". Throws as above.

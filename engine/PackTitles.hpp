@@ -6,7 +6,8 @@
 
 namespace engine {
 
-/// A title of the older pack and its transition's title in this one. The numbers moved by one between the two.
+/// A title of the older pack and its transition's title in this one. The numbers moved by one between the
+/// two.
 struct Rename {
     std::string_view older;
     std::string_view current;

@@ -16,8 +16,8 @@ class Recovery {
 public:
     Recovery(const PackInstaller& installer, const PackPaths& paths, const RunRecord& record);
 
-    /// Undoes the changes, the last one first, and returns what could not be put back, a French sentence each.
-    /// `discard` gets rid of what the run left at a place.
+    /// Undoes the changes, the last one first, and returns what could not be put back, a French sentence
+    /// each. `discard` gets rid of what the run left at a place.
     std::vector<std::string>
     undo(const std::vector<Change>& changes,
          const std::function<void(const std::filesystem::path& place)>& discard) const;
@@ -30,7 +30,8 @@ private:
     using Problems = std::vector<std::string>;
 
     void remakeFolders(Problems& problems) const;
-    void putBack(const Change& change, const std::function<void(const std::filesystem::path&)>& discard) const;
+    void putBack(const Change& change,
+                 const std::function<void(const std::filesystem::path&)>& discard) const;
     void restoreHiddenFlag() const;
     void removeMadeFolders(Problems& problems) const;
     void setAside(const std::filesystem::path& place, const std::filesystem::path& folder) const;

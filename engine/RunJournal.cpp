@@ -4,7 +4,6 @@
 #include "platform/Error.hpp"
 
 #include <cerrno>
-
 #include <utility>
 
 namespace fs = std::filesystem;

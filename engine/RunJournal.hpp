@@ -18,8 +18,8 @@ public:
     static RunJournal begin(const platform::FileManager& files, const std::filesystem::path& file,
                             const std::filesystem::path& draft, const RunRecord& record);
 
-    /// Takes over the journal of a run that was cut short; nothing when there is none. Throws InstallError when
-    /// that run is alive.
+    /// Takes over the journal of a run that was cut short; nothing when there is none. Throws InstallError
+    /// when that run is alive.
     static std::optional<RunJournal> takeOver(const platform::FileManager& files,
                                               const std::filesystem::path& file);
 

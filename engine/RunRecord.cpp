@@ -26,8 +26,9 @@ Json permissionsOf(const Folder& folder) {
 std::string inside(const Json& object, const char* key) {
     const auto text = object.at(key).get<std::string>();
     const std::filesystem::path path(text);
-    const bool goesDown = !text.empty() && path.is_relative() && path.has_filename() &&
-                          std::ranges::none_of(path, [](const auto& part) { return part == ".." || part == "."; });
+    const bool goesDown =
+        !text.empty() && path.is_relative() && path.has_filename() &&
+        std::ranges::none_of(path, [](const auto& part) { return part == ".." || part == "."; });
     if (!goesDown) {
         refuse();
     }
@@ -45,12 +46,13 @@ std::string name(const Json& object, const char* key, std::string_view beginning
 
 void decodeLine(RunRecord& record, const Json& object) {
     if (object.contains("place")) {
-        record.places.push_back({inside(object, "place"), inside(object, "saved"), object.at("existed").get<bool>()});
+        record.places.push_back(
+            {inside(object, "place"), inside(object, "saved"), object.at("existed").get<bool>()});
     } else if (object.contains("folder")) {
         const Json& permissions = object.at("permissions");
-        record.folders.push_back({inside(object, "folder"), permissions.is_null()
-                                                                ? std::nullopt
-                                                                : std::optional(permissions.get<unsigned>())});
+        record.folders.push_back(
+            {inside(object, "folder"),
+             permissions.is_null() ? std::nullopt : std::optional(permissions.get<unsigned>())});
     } else {
         record.backup = name(object, "backup", "");
         record.staging = name(object, "staging", "Staging-");
@@ -61,8 +63,8 @@ void decodeLine(RunRecord& record, const Json& object) {
 } // namespace
 
 std::string encodeRunRecord(const RunRecord& record) {
-    std::string text = line(
-        {{"backup", record.backup}, {"staging", record.staging}, {"legacyHidden", record.legacyHidden}});
+    std::string text =
+        line({{"backup", record.backup}, {"staging", record.staging}, {"legacyHidden", record.legacyHidden}});
     for (const Folder& folder : record.folders) {
         text += line({{"folder", folder.path}, {"permissions", permissionsOf(folder)}});
     }

@@ -33,8 +33,8 @@ struct RunRecord {
 /// The record as one JSON object a line, in no more memory than a line needs.
 std::string encodeRunRecord(const RunRecord& record);
 
-/// Throws platform::Error, naming `source`, for anything that `encodeRunRecord` does not write. The paths of a
-/// record never lead out of the folders that they are relative to, links apart.
+/// Throws platform::Error, naming `source`, for anything that `encodeRunRecord` does not write. The paths of
+/// a record never lead out of the folders that they are relative to, links apart.
 RunRecord decodeRunRecord(std::string_view text, const std::filesystem::path& source);
 
 } // namespace engine

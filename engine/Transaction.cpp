@@ -30,9 +30,10 @@ std::string joined(const std::vector<std::string>& lines) {
 } // namespace
 
 Transaction::Transaction(const PackInstaller& owner, bool uninstalls, const PackInstaller::Selection& chosen)
-    : installer(owner), uninstall(uninstalls), requested(chosen), paths(owner),
-      record{platform::freshUuid(), "Staging-" + platform::freshUuid(), false, {}, {}},
-      backup(paths.backups / record.backup), staging(paths.support / record.staging), changes(owner, backup) {}
+    : installer(owner), uninstall(uninstalls), requested(chosen),
+      paths(owner), record{platform::freshUuid(), "Staging-" + platform::freshUuid(), false, {}, {}},
+      backup(paths.backups / record.backup), staging(paths.support / record.staging), changes(owner, backup) {
+}
 
 std::string Transaction::perform() {
     refuseRunningEditor();
@@ -90,7 +91,8 @@ void Transaction::readCatalog() {
     catalog = installer.catalog();
     for (const CatalogName& entry : catalog) {
         if (!isFolderName(entry.name)) {
-            throw InstallError("Le catalogue contient un nom de transition invalide : « " + entry.name + " »");
+            throw InstallError("Le catalogue contient un nom de transition invalide : « " + entry.name +
+                               " »");
         }
         if (entry.retired.value_or(false)) {
             retired.insert(entry.name);
@@ -186,7 +188,8 @@ void Transaction::recordPlaces() {
     for (const auto& [path, bytes] : legacyPlan.marked) {
         addPlace(paths.legacy / path, "Legacy/" + path);
     }
-    if (const std::optional<fs::path> list = installer.fm.hiddenList(paths.legacy)) {
+    if (const std::optional<fs::path> list = installer.fm.hiddenList(paths.legacy);
+        list && record.legacyHidden) {
         addPlace(*list, "hidden-list");
     }
     addPlace(paths.installedManifest, "manifest.json");
@@ -204,7 +207,8 @@ void Transaction::addPlace(const fs::path& place, const std::string& saved) {
 void Transaction::recordFolders() {
     std::set<std::string> folders;
     for (const Place& place : record.places) {
-        for (fs::path folder = fs::path(place.path).parent_path(); !folder.empty(); folder = folder.parent_path()) {
+        for (fs::path folder = fs::path(place.path).parent_path(); !folder.empty();
+             folder = folder.parent_path()) {
             if (!folders.insert(folder.string()).second) {
                 break; // those above it are known with it
             }
@@ -219,7 +223,8 @@ void Transaction::recordFolders() {
 void Transaction::createWorkFolders() {
     installer.mkdir(backup);
     journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl", record);
-    if (installer.ready(paths.installedManifest) != installed || installer.ready(paths.legacyManifest) != legacy) {
+    if (installer.ready(paths.installedManifest) != installed ||
+        installer.ready(paths.legacyManifest) != legacy) {
         throw InstallError("Une autre installation vient de se terminer, réessayez.");
     }
     if (!uninstall) {
@@ -349,10 +354,11 @@ std::vector<fs::path> Transaction::writtenItems() const {
 
 std::string Transaction::summary() const {
     const std::string outcome =
-        uninstall ? "Sélection désinstallée. Le composant commun est conservé si d’autres transitions Orvo en "
-                    "dépendent."
-                  : std::to_string(selection.size()) +
-                        " transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
+        uninstall
+            ? "Sélection désinstallée. Le composant commun est conservé si d’autres transitions Orvo en "
+              "dépendent."
+            : std::to_string(selection.size()) +
+                  " transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
     return outcome + "\n\nSauvegarde : " + backup.string();
 }
 

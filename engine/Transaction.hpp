@@ -15,8 +15,8 @@
 
 namespace engine {
 
-/// One run of the installer, all or nothing. The phases are called in the order in which they stand here; those
-/// before `createWorkFolders` change nothing, and a failure from there on puts the previous state back.
+/// One run of the installer, all or nothing. The phases are called in the order in which they stand here;
+/// those before `createWorkFolders` change nothing, and a failure from there on puts the previous state back.
 class Transaction {
 public:
     Transaction(const PackInstaller& installer, bool uninstall, const PackInstaller::Selection& selection);

@@ -16,8 +16,8 @@ bool isAccepted(const std::string& digest, const std::string& path, const std::s
 
 } // namespace
 
-void verify(const PackInstaller& installer, const fs::path& folder, const FileTable& files, const FileTable& known,
-            bool uninstall) {
+void verify(const PackInstaller& installer, const fs::path& folder, const FileTable& files,
+            const FileTable& known, bool uninstall) {
     for (const auto& [path, expected] : files) {
         const fs::path file = folder / path;
         if (!installer.fm.occupied(file)) {

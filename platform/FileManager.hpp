@@ -10,8 +10,8 @@
 namespace platform {
 
 /// The file operations that the engine needs. Every operation that can fail throws `Error`. None follows a
-/// symbolic link that stands at the end of the path it changes, and none replaces an item that it was not asked
-/// to replace.
+/// symbolic link that stands at the end of the path it changes, and none replaces an item that it was not
+/// asked to replace.
 class FileManager {
 public:
     /// The manager that the whole process shares; it holds no state.
@@ -45,10 +45,12 @@ public:
     /// The same, but the copy appears whole, under its final name and on the disk, or not at all.
     void copyItemDurably(const std::filesystem::path& from, const std::filesystem::path& to) const;
 
-    /// Moves an item to a place where nothing stands. Across file systems it is copied durably first. `arrived`
-    /// is called once the item stands whole at its new place, before it is removed from the old one.
-    void moveItem(const std::filesystem::path& from, const std::filesystem::path& to,
-                  const std::function<void()>& arrived = [] {}) const;
+    /// Moves an item to a place where nothing stands. Across file systems it is copied durably first.
+    /// `arrived` is called once the item stands whole at its new place, before it is removed from the old
+    /// one.
+    void moveItem(
+        const std::filesystem::path& from, const std::filesystem::path& to,
+        const std::function<void()>& arrived = [] {}) const;
 
     /// Removes a file, a link or a whole folder.
     void removeItem(const std::filesystem::path& path) const;
@@ -59,8 +61,8 @@ public:
     /// The name under which an unfinished item stands beside its final place.
     static std::filesystem::path temporaryName(const std::filesystem::path& path);
 
-    /// Calls `visit` for every item below the folder, at every depth, links not followed; a missing folder has
-    /// none. The second argument tells whether the item is a folder.
+    /// Calls `visit` for every item below the folder, at every depth, links not followed; a missing folder
+    /// has none. The second argument tells whether the item is a folder.
     void enumerate(const std::filesystem::path& folder,
                    const std::function<void(const std::filesystem::path&, bool)>& visit) const;
 

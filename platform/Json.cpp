@@ -20,8 +20,8 @@ std::string position(std::string_view text, std::size_t byte) {
 
 Json parseJson(std::string_view text, const std::filesystem::path& source) {
     const auto bounded = [&](int depth, Json::parse_event_t event, const Json&) {
-        if (depth >= deepest && (event == Json::parse_event_t::object_start ||
-                                 event == Json::parse_event_t::array_start)) {
+        if (depth >= deepest &&
+            (event == Json::parse_event_t::object_start || event == Json::parse_event_t::array_start)) {
             throw fileError("lire", source, "le JSON est imbriqué trop profondément");
         }
         return true;

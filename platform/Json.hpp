@@ -10,8 +10,8 @@ namespace platform {
 
 using Json = nlohmann::json;
 
-/// Parses one JSON document (RFC 8259). Throws `Error`, naming `source`, when it is not JSON or when its values
-/// lie more than 64 deep.
+/// Parses one JSON document (RFC 8259). Throws `Error`, naming `source`, when it is not JSON or when its
+/// values lie more than 64 deep.
 Json parseJson(std::string_view text, const std::filesystem::path& source);
 
 /// The compact form of a document, with "/" written as "\/".

@@ -17,6 +17,12 @@ namespace platform {
 namespace {
 
 constexpr std::size_t longestText = std::size_t{1} << 20;
+constexpr int deepest = 1000;
+
+/// Why the parsing was stopped, if it was.
+struct Refusal {
+    std::string reason;
+};
 
 struct FreeParser {
     void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
@@ -51,16 +57,32 @@ bool refersToEntity(std::string_view value) {
     return false;
 }
 
+void stop(xmlParserCtxt* parser, const std::string& reason) {
+    static_cast<Refusal*>(parser->_private)->reason = reason;
+    xmlStopParser(parser);
+}
+
 extern "C" void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId,
                               const xmlChar* systemId, xmlChar* content) {
     auto* parser = static_cast<xmlParserCtxt*>(context);
     const bool isParameter = type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY;
     if (isParameter || view(content).size() > longestText || refersToEntity(view(content))) {
-        *static_cast<bool*>(parser->_private) = true;
-        xmlStopParser(parser);
+        stop(parser, "le document déclare des entités imbriquées");
         return;
     }
     xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+}
+
+extern "C" void startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
+                             int namespaceCount, const xmlChar** namespaces, int attributeCount,
+                             int defaultedCount, const xmlChar** attributes) {
+    auto* parser = static_cast<xmlParserCtxt*>(context);
+    if (parser->nodeNr >= deepest) {
+        stop(parser, "le document est imbriqué trop profondément");
+        return;
+    }
+    xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
+                          defaultedCount, attributes);
 }
 
 Error parseError(const std::filesystem::path& source, const std::string& reason) {
@@ -164,7 +186,8 @@ const xmlNode* following(const xmlNode* node, const xmlNode* top) {
 } // namespace
 
 XmlDocument::XmlDocument(std::string_view bytes, const std::filesystem::path& source)
-    : declaration(declarationOf(bytes)), isUtf16(bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
+    : declaration(declarationOf(bytes)),
+      isUtf16(bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
     if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         throw parseError(source, "le document est trop grand");
     }
@@ -172,15 +195,16 @@ XmlDocument::XmlDocument(std::string_view bytes, const std::filesystem::path& so
     if (!parser) {
         throw parseError(source, reason(ENOMEM));
     }
-    bool unfolds = false;
-    parser->_private = &unfolds;
+    Refusal refusal;
+    parser->_private = &refusal;
     parser->sax->entityDecl = declareEntity;
+    parser->sax->startElementNs = startElement;
     // Motion writes text nodes of tens of megabytes, which the parser takes only when told to.
     constexpr int options = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-    document.reset(xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr,
-                                     options));
-    if (unfolds) {
-        throw parseError(source, "le document déclare des entités imbriquées");
+    document.reset(xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr,
+                                     nullptr, options));
+    if (!refusal.reason.empty()) {
+        throw parseError(source, refusal.reason);
     }
     if (!document) {
         throw parseError(source, failure(xmlCtxtGetLastError(parser.get())));

@@ -24,8 +24,8 @@ public:
         Element insertBefore(const std::optional<Element>& child, const std::string& name);
         Element append(const std::string& name);
 
-        /// The text of the element and of everything in it. Throws `Error` when it is longer than 1 MiB, which
-        /// bounds what entity references can unfold to.
+        /// The text of the element and of everything in it. Throws `Error` when it is longer than 1 MiB,
+        /// which bounds what entity references can unfold to.
         std::string text() const;
 
         /// Replaces everything in the element by this text.
@@ -37,15 +37,16 @@ public:
         xmlNode* node;
     };
 
-    /// Throws `Error`, naming `source`, when the bytes are not well-formed XML, or when they declare entities
-    /// made of other entities, with which a short document can unfold without bound.
+    /// Throws `Error`, naming `source`, when the bytes are not well-formed XML, when elements lie more than
+    /// 1000 deep, or when entities are made of other entities: a short document could grow without bound with
+    /// either.
     explicit XmlDocument(std::string_view bytes, const std::filesystem::path& source = {});
 
     std::optional<Element> root() const;
 
-    /// Lays the document out anew, an element a line, indented by four blanks a level, and returns its bytes in
-    /// its own encoding. What stands in an element that also holds text, and what says xml:space="preserve", is
-    /// written as it was.
+    /// Lays the document out anew, an element a line, indented by four blanks a level, and returns its bytes
+    /// in its own encoding. What stands in an element that also holds text, and what says
+    /// xml:space="preserve", is written as it was.
     std::string prettyPrinted();
 
 private:

@@ -47,8 +47,8 @@ struct WindowTable {
 };
 inline constexpr WindowTable windowTable;
 
-/// The base colour everywhere, under a radial glow. The glow's centre is relative: 0 is the middle of the view,
-/// 1 its right or top edge.
+/// The base colour everywhere, under a radial glow. The glow's centre is relative: 0 is the middle of the
+/// view, 1 its right or top edge.
 struct BackgroundTable {
     Color base{0.055, 0.065, 0.085, 1.0};
     Color glow{0.12, 0.14, 0.18, 1.0};

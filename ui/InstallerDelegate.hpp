@@ -10,8 +10,9 @@
 
 namespace ui {
 
-/// Everything that the window knows and decides, without a toolkit: the menus and controls, one run at a time,
-/// the result screen, the chooser and the confirmation. All of it runs on the main thread but the engine's work.
+/// Everything that the window knows and decides, without a toolkit: the menus and controls, one run at a
+/// time, the result screen, the chooser and the confirmation. All of it runs on the main thread but the
+/// engine's work.
 class InstallerDelegate {
 public:
     using Selection = std::optional<std::set<std::string>>;

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-/// What the delegate needs of a toolkit. Everything is called on the main thread; texts are UTF-8. The toolkit
-/// owns the controls, which live until the program ends.
+/// What the delegate needs of a toolkit. Everything is called on the main thread; texts are UTF-8. The
+/// toolkit owns the controls, which live until the program ends.
 namespace ui {
 
 class Label {

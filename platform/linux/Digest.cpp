@@ -36,7 +36,8 @@ void Sha256::update(std::string_view bytes) {
 
 std::string Sha256::finish() {
     std::string digest(digestSize, '\0');
-    require(EVP_DigestFinal_ex(state->context.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr));
+    require(
+        EVP_DigestFinal_ex(state->context.get(), reinterpret_cast<unsigned char*>(digest.data()), nullptr));
     return digest;
 }
 

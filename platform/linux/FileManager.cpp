@@ -98,8 +98,9 @@ bool copyAttributes(int from, int to) {
         }
         std::string value(std::numeric_limits<std::uint16_t>::max() + std::size_t{1}, '\0'); // XATTR_SIZE_MAX
         const ssize_t length = ::fgetxattr(from, name.c_str(), value.data(), value.size());
-        if (length < 0 || (::fsetxattr(to, name.c_str(), value.data(), static_cast<std::size_t>(length), 0) != 0 &&
-                           errno != ENOTSUP)) {
+        if (length < 0 ||
+            (::fsetxattr(to, name.c_str(), value.data(), static_cast<std::size_t>(length), 0) != 0 &&
+             errno != ENOTSUP)) {
             return false;
         }
     }
@@ -109,7 +110,8 @@ bool copyAttributes(int from, int to) {
 /// Gives the copy what the original has beside its contents; false, with errno set, when that fails.
 bool copyMetadata(int from, int to, const struct stat& original) {
     const std::array times{original.st_atim, original.st_mtim};
-    return copyAttributes(from, to) && retrying([&] { return ::fchmod(to, original.st_mode & 07777U); }) == 0 &&
+    return copyAttributes(from, to) &&
+           retrying([&] { return ::fchmod(to, original.st_mode & 07777U); }) == 0 &&
            retrying([&] { return ::futimens(to, times.data()); }) == 0;
 }
 
@@ -133,7 +135,8 @@ void copyLink(const fs::path& from, const fs::path& to, const struct stat& origi
     ::utimensat(AT_FDCWD, to.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
 }
 
-void copyFolder(const FileManager& files, const fs::path& from, const fs::path& to, const struct stat& original) {
+void copyFolder(const FileManager& files, const fs::path& from, const fs::path& to,
+                const struct stat& original) {
     if (retrying([&] { return ::mkdir(to.c_str(), 0700); }) != 0) {
         throw fileError("copier", from, to, errno);
     }

@@ -51,7 +51,8 @@ PropertyList parsePropertyList(std::string_view bytes, const std::filesystem::pa
             return result;
         }
         std::uint64_t length = 0;
-        const char* text = plist_get_node_type(value) == PLIST_STRING ? plist_get_string_ptr(value, &length) : nullptr;
+        const char* text =
+            plist_get_node_type(value) == PLIST_STRING ? plist_get_string_ptr(value, &length) : nullptr;
         if (text == nullptr) {
             result.isDictionaryOfStrings = false;
         } else {

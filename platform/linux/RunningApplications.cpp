@@ -16,8 +16,8 @@ std::optional<fs::path> bundle(const fs::path& executable) {
     const fs::path folder = executable.parent_path();
     const fs::path contents = folder.parent_path();
     const fs::path application = contents.parent_path();
-    const bool isInside =
-        folder.filename() == "MacOS" && contents.filename() == "Contents" && application.extension() == ".app";
+    const bool isInside = folder.filename() == "MacOS" && contents.filename() == "Contents" &&
+                          application.extension() == ".app";
     return isInside ? std::optional(application) : std::nullopt;
 }
 

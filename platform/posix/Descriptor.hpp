@@ -1,9 +1,8 @@
 #pragma once
 
-#include <cerrno>
-
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace platform {
@@ -32,8 +31,8 @@ public:
     int get() const { return number; }
     explicit operator bool() const { return number >= 0; }
 
-    /// Closes the file now; false when the system reports that written data may be lost. The descriptor is gone
-    /// in either case, also after EINTR.
+    /// Closes the file now; false when the system reports that written data may be lost. The descriptor is
+    /// gone in either case, also after EINTR.
     bool close() {
         const int open = std::exchange(number, -1);
         return open < 0 || ::close(open) == 0 || errno == EINTR;

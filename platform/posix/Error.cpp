@@ -1,8 +1,7 @@
 #include "platform/Error.hpp"
 
-#include <cerrno>
-
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 namespace platform {
@@ -54,19 +53,20 @@ std::string reason(int number) {
 }
 
 Error fileError(std::string_view attempt, const std::filesystem::path& path, int number) {
-    return Error("Impossible de " + std::string(attempt) + " « " + path.string() + " » : " + reason(number) + ".",
+    return Error("Impossible de " + std::string(attempt) + " « " + path.string() + " » : " + reason(number) +
+                     ".",
                  number);
 }
 
 Error fileError(std::string_view attempt, const std::filesystem::path& path, std::string_view reason) {
-    return Error("Impossible de " + std::string(attempt) + " « " + path.string() + " » : " + std::string(reason) +
-                 ".");
+    return Error("Impossible de " + std::string(attempt) + " « " + path.string() +
+                 " » : " + std::string(reason) + ".");
 }
 
 Error fileError(std::string_view attempt, const std::filesystem::path& from, const std::filesystem::path& to,
                 int number) {
-    return Error("Impossible de " + std::string(attempt) + " « " + from.string() + " » vers « " + to.string() +
-                     " » : " + reason(number) + ".",
+    return Error("Impossible de " + std::string(attempt) + " « " + from.string() + " » vers « " +
+                     to.string() + " » : " + reason(number) + ".",
                  number);
 }
 

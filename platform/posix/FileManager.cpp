@@ -16,7 +16,8 @@ namespace platform {
 namespace parts {
 
 Descriptor openForReading(const fs::path& path, int flags) {
-    Descriptor file(retrying([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags); }));
+    Descriptor file(
+        retrying([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | flags); }));
     if (!file) {
         throw fileError("lire", path, errno);
     }
@@ -162,7 +163,8 @@ void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) cons
     }
 }
 
-void FileManager::moveItem(const fs::path& from, const fs::path& to, const std::function<void()>& arrived) const {
+void FileManager::moveItem(const fs::path& from, const fs::path& to,
+                           const std::function<void()>& arrived) const {
     const bool isRenamed = parts::renameExclusively(from, to);
     if (!isRenamed) {
         copyItemDurably(from, to);
@@ -215,7 +217,8 @@ void FileManager::enumerate(const fs::path& folder,
 
 void FileManager::touch(const fs::path& path) const {
     const std::array<timespec, 2> times{{{0, UTIME_OMIT}, {0, UTIME_NOW}}};
-    if (retrying([&] { return ::utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); }) != 0) {
+    if (retrying([&] { return ::utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); }) !=
+        0) {
         throw fileError("dater", path, errno);
     }
 }

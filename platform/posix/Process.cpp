@@ -79,7 +79,8 @@ ProcessResult run(const std::filesystem::path& executable, const std::vector<std
     pointers.push_back(nullptr);
 
     pid_t child = 0;
-    const int failure = posix_spawn(&child, executable.c_str(), actions.get(), nullptr, pointers.data(), environ);
+    const int failure =
+        posix_spawn(&child, executable.c_str(), actions.get(), nullptr, pointers.data(), environ);
     if (failure != 0) {
         throw fileError("lancer", executable, failure);
     }

@@ -52,9 +52,8 @@ TreeSnapshot TreeSnapshot::of(const std::filesystem::path& folder) {
 
 TreeSnapshot TreeSnapshot::without(const std::string& path) const {
     TreeSnapshot rest = *this;
-    std::erase_if(rest.items, [&](const auto& item) {
-        return item.first == path || item.first.starts_with(path + "/");
-    });
+    std::erase_if(rest.items,
+                  [&](const auto& item) { return item.first == path || item.first.starts_with(path + "/"); });
     return rest;
 }
 

@@ -7,8 +7,8 @@
 
 namespace tests {
 
-/// A whole folder: each path below it with kind, permissions, and the contents and modification date of files or
-/// the target of links. Two snapshots compare equal when nothing changed in between.
+/// A whole folder: each path below it with kind, permissions, and the contents and modification date of files
+/// or the target of links. Two snapshots compare equal when nothing changed in between.
 struct TreeSnapshot {
     std::map<std::string, std::string> items;
 

@@ -1,0 +1,60 @@
+#include "engine/RunRecord.hpp"
+#include "platform/Error.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace engine;
+
+const RunRecord example{
+    "B-1",
+    "Staging-1",
+    true,
+    {{"Movies", 0755}, {"Movies/x", std::nullopt}},
+    {{"Movies/x/é \n.motr", "Templates/é.motr", true}, {"Applications/A.app", "A.app", false}}};
+
+TEST(RunRecordTest, ReadsWhatItWrites) {
+    const RunRecord read = decodeRunRecord(encodeRunRecord(example), "j");
+    EXPECT_EQ(read.backup, "B-1");
+    EXPECT_EQ(read.staging, "Staging-1");
+    EXPECT_TRUE(read.legacyHidden);
+    ASSERT_EQ(read.folders.size(), 2U);
+    EXPECT_EQ(read.folders[0].permissions, 0755U);
+    EXPECT_EQ(read.folders[1].permissions, std::nullopt);
+    ASSERT_EQ(read.places.size(), 2U);
+    EXPECT_EQ(read.places[0].path, "Movies/x/é \n.motr");
+    EXPECT_EQ(read.places[0].saved, "Templates/é.motr");
+    EXPECT_TRUE(read.places[0].existed);
+    EXPECT_FALSE(read.places[1].existed);
+}
+
+TEST(RunRecordTest, RefusesPathsThatLeadOut) {
+    for (const char* path : {"../x", "/etc/x", "a/../../x", "", "a/", ".", "a/./b"}) {
+        RunRecord record = example;
+        record.places[0].path = path;
+        EXPECT_THROW(decodeRunRecord(encodeRunRecord(record), "j"), platform::Error) << path;
+        record = example;
+        record.places[0].saved = path;
+        EXPECT_THROW(decodeRunRecord(encodeRunRecord(record), "j"), platform::Error) << path;
+        record = example;
+        record.folders[0].path = path;
+        EXPECT_THROW(decodeRunRecord(encodeRunRecord(record), "j"), platform::Error) << path;
+    }
+}
+
+TEST(RunRecordTest, RefusesAStagingFolderThatIsNone) {
+    for (const char* name : {"Backups", "Staging-/..", "Staging-1/x", ""}) {
+        RunRecord record = example;
+        record.staging = name;
+        EXPECT_THROW(decodeRunRecord(encodeRunRecord(record), "j"), platform::Error) << name;
+    }
+}
+
+TEST(RunRecordTest, RefusesWhatIsNoRecord) {
+    for (const char* text : {"", "{}", "[]", "x", "{\"place\":1}", "{\"backup\":\"b\"}", "null", "\n"}) {
+        EXPECT_THROW(decodeRunRecord(text, "j"), platform::Error) << text;
+    }
+}
+
+} // namespace

@@ -1,0 +1,204 @@
+#include "platform/Error.hpp"
+#include "platform/FileManager.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+#include "tests/support/Throws.hpp"
+#include "tests/support/TreeSnapshot.hpp"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Error;
+using tests::messageOf;
+using tests::readFile;
+using tests::TemporaryFolder;
+using tests::TreeSnapshot;
+using tests::writeFile;
+
+struct FileManagerTest : testing::Test {
+    TemporaryFolder folder;
+    const platform::FileManager& files = platform::FileManager::defaultManager();
+
+    fs::path makeBundle() {
+        const fs::path bundle = folder / "A.app";
+        writeFile(bundle / "Contents/MacOS/tool", "program");
+        writeFile(bundle / "Contents/Resources/empty", "");
+        fs::create_directory(bundle / "Contents/Empty");
+        fs::create_symlink("MacOS/tool", bundle / "Contents/link");
+        fs::create_symlink("nowhere", bundle / "Contents/dangling");
+        fs::permissions(bundle / "Contents/MacOS/tool", fs::perms(0755));
+        fs::permissions(bundle / "Contents/Empty", fs::perms(0500));
+        setxattr((bundle / "Contents/MacOS/tool").c_str(), "user.note", "hello", 5, 0);
+        return bundle;
+    }
+};
+
+TEST_F(FileManagerTest, CopiesATreeWithLinksPermissionsAndDates) {
+    const fs::path bundle = makeBundle();
+    files.copyItem(bundle, folder / "B.app");
+    EXPECT_EQ(TreeSnapshot::of(bundle), TreeSnapshot::of(folder / "B.app"))
+        << difference(TreeSnapshot::of(bundle), TreeSnapshot::of(folder / "B.app"));
+}
+
+TEST_F(FileManagerTest, CopiesExtendedAttributes) {
+    const fs::path bundle = makeBundle();
+    char value[8] = {};
+    if (getxattr((bundle / "Contents/MacOS/tool").c_str(), "user.note", value, sizeof value) < 0) {
+        GTEST_SKIP() << "this file system keeps no extended attributes";
+    }
+    files.copyItem(bundle, folder / "B.app");
+    EXPECT_EQ(getxattr((folder / "B.app/Contents/MacOS/tool").c_str(), "user.note", value, sizeof value), 5);
+    EXPECT_STREQ(value, "hello");
+}
+
+TEST_F(FileManagerTest, CopiesALargeFileAcrossFileSystems) {
+    const TemporaryFolder elsewhere("/dev/shm");
+    const std::string contents(3'000'001, 'x');
+    writeFile(folder / "large", contents);
+    files.copyItem(folder / "large", elsewhere / "large");
+    EXPECT_EQ(readFile(elsewhere / "large"), contents);
+}
+
+TEST_F(FileManagerTest, DoesNotCopyOverAnything) {
+    writeFile(folder / "a", "new");
+    writeFile(folder / "b", "kept");
+    fs::create_symlink(folder / "c", folder / "dangling");
+    EXPECT_EQ(messageOf<Error>([&] { files.copyItem(folder / "a", folder / "b"); }),
+              "Impossible de copier « " + (folder / "a").string() + " » vers « " + (folder / "b").string() +
+                  " » : un élément porte déjà ce nom.");
+    EXPECT_THROW(files.copyItem(folder / "a", folder / "dangling"), Error);
+    EXPECT_EQ(readFile(folder / "b"), "kept");
+    EXPECT_FALSE(fs::exists(folder / "c"));
+}
+
+TEST_F(FileManagerTest, DoesNotMoveOverAnything) {
+    writeFile(folder / "a", "new");
+    writeFile(folder / "b", "kept");
+    EXPECT_THROW(files.moveItem(folder / "a", folder / "b"), Error);
+    EXPECT_EQ(readFile(folder / "b"), "kept");
+    EXPECT_EQ(readFile(folder / "a"), "new");
+}
+
+TEST_F(FileManagerTest, MovesATreeAcrossFileSystems) {
+    const TemporaryFolder elsewhere("/dev/shm");
+    const fs::path bundle = makeBundle();
+    const TreeSnapshot before = TreeSnapshot::of(bundle);
+    files.moveItem(bundle, elsewhere / "B.app", [&] {
+        EXPECT_EQ(TreeSnapshot::of(elsewhere / "B.app"), before);
+        EXPECT_EQ(TreeSnapshot::of(bundle), before);
+    });
+    EXPECT_EQ(TreeSnapshot::of(elsewhere.path()).items.size(), before.items.size() + 1);
+    EXPECT_FALSE(files.occupied(bundle));
+}
+
+TEST_F(FileManagerTest, LeavesNothingBehindWhenAMoveAcrossFileSystemsFails) {
+    const TemporaryFolder elsewhere("/dev/shm");
+    const fs::path bundle = makeBundle();
+    ASSERT_EQ(mkfifo((bundle / "Contents/pipe").c_str(), 0600), 0);
+    const TreeSnapshot before = TreeSnapshot::of(bundle);
+    EXPECT_THROW(files.moveItem(bundle, elsewhere / "B.app"), Error);
+    EXPECT_EQ(TreeSnapshot::of(bundle), before);
+    EXPECT_TRUE(fs::is_empty(elsewhere.path()));
+}
+
+TEST_F(FileManagerTest, WritesAtomicallyOverAFileAndOverALink) {
+    writeFile(folder / "target", "kept");
+    writeFile(folder / "a", "old");
+    fs::create_symlink(folder / "target", folder / "link");
+    files.writeAtomically(folder / "a", "new");
+    files.writeAtomically(folder / "link", "new");
+    EXPECT_EQ(readFile(folder / "a"), "new");
+    EXPECT_EQ(readFile(folder / "link"), "new");
+    EXPECT_EQ(readFile(folder / "target"), "kept");
+    EXPECT_THAT(TreeSnapshot::of(folder.path()).items, testing::SizeIs(3));
+}
+
+TEST_F(FileManagerTest, LeavesNothingBehindWhenAnAtomicWriteFails) {
+    fs::create_directory(folder / "a");
+    EXPECT_THROW(files.writeAtomically(folder / "a", "new"), Error);
+    EXPECT_THAT(TreeSnapshot::of(folder.path()).items, testing::SizeIs(1));
+}
+
+TEST_F(FileManagerTest, RefusesToReadWhatIsNoFile) {
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(messageOf<Error>([&] { files.read(folder / "pipe"); }),
+              "Impossible de lire « " + (folder / "pipe").string() + " » : ce n’est pas un fichier.");
+    EXPECT_EQ(messageOf<Error>([&] { files.read(folder.path()); }),
+              "Impossible de lire « " + folder.path().string() + " » : c’est un dossier.");
+}
+
+TEST_F(FileManagerTest, RemovesATreeButNotWhatItsLinksLeadTo) {
+    const fs::path bundle = makeBundle();
+    writeFile(folder / "outside/file", "kept");
+    fs::create_directory_symlink(folder / "outside", bundle / "out");
+    files.removeItem(bundle);
+    EXPECT_FALSE(files.occupied(bundle));
+    EXPECT_EQ(readFile(folder / "outside/file"), "kept");
+}
+
+TEST_F(FileManagerTest, RemovesOnlyEmptyFolders) {
+    writeFile(folder / "full/file", "");
+    fs::create_directory(folder / "empty");
+    EXPECT_FALSE(files.removeEmptyFolder(folder / "full"));
+    EXPECT_TRUE(files.removeEmptyFolder(folder / "empty"));
+    EXPECT_FALSE(files.removeEmptyFolder(folder / "absent"));
+    EXPECT_TRUE(fs::exists(folder / "full/file"));
+}
+
+TEST_F(FileManagerTest, EnumeratesEveryDepthWithoutFollowingLinks) {
+    makeBundle();
+    fs::create_directory_symlink(folder.path(), folder / "loop");
+    std::vector<std::string> found;
+    files.enumerate(folder.path(), [&](const fs::path& item, bool isFolder) {
+        found.push_back(item.lexically_relative(folder.path()).string() + (isFolder ? "/" : ""));
+    });
+    EXPECT_THAT(found,
+                testing::UnorderedElementsAre("A.app/", "A.app/Contents/", "A.app/Contents/MacOS/",
+                                              "A.app/Contents/MacOS/tool", "A.app/Contents/Resources/",
+                                              "A.app/Contents/Resources/empty", "A.app/Contents/Empty/",
+                                              "A.app/Contents/link", "A.app/Contents/dangling", "loop"));
+    EXPECT_NO_THROW(files.enumerate(folder / "absent", [](const fs::path&, bool) { FAIL(); }));
+}
+
+TEST_F(FileManagerTest, HidesAndShowsAFolder) {
+    fs::create_directory(folder / "a");
+    EXPECT_FALSE(files.isHidden(folder / "a"));
+    files.setHidden(folder / "a", true);
+    EXPECT_TRUE(files.isHidden(folder / "a"));
+    EXPECT_FALSE(files.isHidden(folder / "b"));
+    files.setHidden(folder / "a", false);
+    EXPECT_FALSE(files.isHidden(folder / "a"));
+    EXPECT_THAT(TreeSnapshot::of(folder.path()).items, testing::SizeIs(1));
+}
+
+#ifndef __APPLE__
+TEST_F(FileManagerTest, KeepsTheOtherNamesInTheListOfHiddenItems) {
+    fs::create_directory(folder / "a");
+    writeFile(folder / ".hidden", "x\na\ny");
+    EXPECT_TRUE(files.isHidden(folder / "a"));
+    files.setHidden(folder / "a", false);
+    EXPECT_EQ(readFile(folder / ".hidden"), "x\ny\n");
+}
+#endif
+
+TEST_F(FileManagerTest, ResolvesLinksDotsAndMissingParts) {
+    fs::create_directory(folder / "real");
+    fs::create_directory_symlink("real", folder / "link");
+    EXPECT_EQ(files.resolved(folder / "link/./x/../missing/file"), folder / "real/missing/file");
+    EXPECT_EQ(files.resolved((folder / "real").string() + "/"), folder / "real");
+    EXPECT_EQ(files.resolved(""), fs::canonical("."));
+    EXPECT_EQ(files.resolved("relative"), fs::canonical(".") / "relative");
+}
+
+TEST_F(FileManagerTest, TouchSetsTheModificationDateToNow) {
+    writeFile(folder / "a", "");
+    fs::last_write_time(folder / "a", fs::file_time_type::clock::now() - std::chrono::hours(48));
+    files.touch(folder / "a");
+    EXPECT_LT(fs::file_time_type::clock::now() - fs::last_write_time(folder / "a"), std::chrono::minutes(1));
+}
+
+} // namespace

@@ -2,8 +2,8 @@
 
 #include "platform/Uuid.hpp"
 
+#include <algorithm>
 #include <exception>
-#include <ranges>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -30,9 +30,8 @@ std::vector<std::string> Recovery::undo(const std::vector<Change>& changes,
                                         const std::function<void(const fs::path&)>& discard) const {
     Problems problems;
     remakeFolders(problems);
-    for (const Change& change : std::views::reverse(changes)) {
-        attempt(problems, [&] { putBack(change, discard); });
-    }
+    std::for_each(changes.rbegin(), changes.rend(),
+                  [&](const Change& change) { attempt(problems, [&] { putBack(change, discard); }); });
     attempt(problems, [&] { restoreHiddenFlag(); });
     removeMadeFolders(problems);
     attempt(problems, [&] { synchronize(changes); });
@@ -103,11 +102,11 @@ void Recovery::restoreHiddenFlag() const {
 }
 
 void Recovery::removeMadeFolders(Problems& problems) const {
-    for (const Folder& folder : std::views::reverse(record.folders)) {
+    std::for_each(record.folders.rbegin(), record.folders.rend(), [&](const Folder& folder) {
         if (!folder.permissions) {
             attempt(problems, [&] { installer.fm.removeEmptyFolder(installer.home / folder.path); });
         }
-    }
+    });
 }
 
 void Recovery::setAside(const fs::path& place, const fs::path& folder) const {

@@ -24,7 +24,7 @@ Json permissionsOf(const Folder& folder) {
 
 /// The text of a key, which must be a path that goes down only.
 std::string inside(const Json& object, const char* key) {
-    const auto text = object.at(key).get<std::string>();
+    auto text = object.at(key).get<std::string>();
     const std::filesystem::path path(text);
     const bool goesDown =
         !text.empty() && path.is_relative() && path.has_filename() &&

@@ -8,6 +8,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 
 extern char** environ; // NOLINT: POSIX gives the environment no header of its own
@@ -72,11 +73,8 @@ ProcessResult run(const std::filesystem::path& executable, const std::vector<std
 
     std::vector<std::string> words{executable.string()};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
+    std::vector<char*> pointers(words.size() + 1, nullptr);
+    std::ranges::transform(words, pointers.begin(), [](std::string& word) { return word.data(); });
 
     pid_t child = 0;
     const int failure =

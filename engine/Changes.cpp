@@ -17,22 +17,28 @@ void Changes::preserve(const fs::path& file, const std::string& relative) {
     }
     const fs::path saved = backup / relative;
     installer.mkdir(saved.parent_path());
-    installer.fm.moveItem(file, saved, [&] { entries.push_back({file, saved}); });
+    installer.fm.moveItem(file, saved, [&] { record(file, relative); });
 }
 
 void Changes::preserveCopy(const fs::path& file, const std::string& relative) {
     const fs::path saved = backup / relative;
     installer.mkdir(saved.parent_path());
     installer.fm.copyItemDurably(file, saved);
-    entries.push_back({file, saved});
+    record(file, relative);
 }
 
 void Changes::create(const fs::path& place, const std::function<void()>& action) {
     if (installer.fm.occupied(place)) {
         throw platform::fileError("écrire", place, EEXIST);
     }
-    entries.push_back({place, {}});
+    if (entries.empty() || installer.home / entries.back().place != place) { // saved just now is recorded
+        record(place, {});
+    }
     action();
+}
+
+void Changes::record(const fs::path& place, const std::string& saved) {
+    entries.push_back({place.lexically_relative(installer.home).string(), saved});
 }
 
 } // namespace engine

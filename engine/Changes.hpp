@@ -10,11 +10,10 @@
 
 namespace engine {
 
-/// One thing that a run did to a place: it saved what stood there or, without a saved copy, created
-/// something.
+/// A place whose former contents a run saved or, without a saved copy, where it created something.
 struct Change {
-    std::filesystem::path place;
-    std::filesystem::path saved;
+    std::string place; ///< relative to the home folder
+    std::string saved; ///< relative to the run's backup folder; empty when nothing stood at the place
 };
 
 /// What a run has changed so far, in order, each entry made before the run can leave a byte at the place.
@@ -35,6 +34,8 @@ public:
     const std::vector<Change>& list() const { return entries; }
 
 private:
+    void record(const std::filesystem::path& place, const std::string& saved);
+
     const PackInstaller& installer;
     std::filesystem::path backup;
     std::vector<Change> entries;

@@ -10,12 +10,12 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-FileTable filesToRemove(const Manifest& manifest, bool uninstall,
-                        const std::function<bool(const std::string&)>& selected) {
-    FileTable removed;
+std::vector<std::string> filesToRemove(const Manifest& manifest, bool uninstall,
+                                       const std::function<bool(const std::string&)>& selected) {
+    std::vector<std::string> removed;
     for (const auto& [path, digest] : manifest.files) {
         if (uninstall && selected(path)) {
-            removed.emplace(path, digest);
+            removed.push_back(path);
         }
     }
     return removed;
@@ -39,7 +39,10 @@ std::map<std::string, std::string> templatesToMark(const PackInstaller& installe
 }
 
 FileTable touchedFiles(const LegacyPlan& plan, const Manifest& manifest) {
-    FileTable touched = plan.removed;
+    FileTable touched;
+    for (const std::string& path : plan.removed) {
+        touched.emplace(path, manifest.files.at(path));
+    }
     for (const auto& [path, bytes] : plan.marked) {
         touched.emplace(path, manifest.files.at(path));
     }

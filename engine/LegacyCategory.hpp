@@ -11,7 +11,7 @@ namespace engine {
 
 /// What a run does to the older pack's category.
 struct LegacyPlan {
-    FileTable removed;                         ///< entries of the manifest whose files go
+    std::vector<std::string> removed;          ///< the files that go, as paths of the manifest, sorted
     std::map<std::string, std::string> marked; ///< path and new bytes of each template that gets the mark
 };
 

@@ -59,20 +59,27 @@ std::vector<CatalogName> decodeCatalog(std::string_view json, const std::filesys
 }
 
 Manifest decodeManifest(std::string_view json, const std::filesystem::path& source) {
-    const Json document = platform::parseJson(json, source);
+    Json document = platform::parseJson(json, source);
     Manifest manifest{string(required(document, "owner", source), "owner", source), {}};
-    const Json& files = required(document, "files", source);
-    if (!files.is_object()) {
+    if (!required(document, "files", source).is_object()) {
         throw decodingError(source, "la valeur de « files » n’est pas un objet");
     }
-    for (const auto& [path, digest] : files.items()) {
-        manifest.files.emplace_hint(manifest.files.end(), path, string(digest, path, source));
+    for (auto& [path, digest] : document["files"].get_ref<Json::object_t&>()) {
+        if (!digest.is_string()) {
+            throw decodingError(source, "la valeur de « " + path + " » n’est pas un texte");
+        }
+        manifest.files.emplace_hint(manifest.files.end(), path, std::move(digest.get_ref<std::string&>()));
     }
     return manifest;
 }
 
 std::string encodeManifest(const Manifest& manifest) {
-    return platform::compactJson({{"owner", manifest.owner}, {"files", manifest.files}});
+    std::string json = "{\"owner\":" + platform::compactJson(manifest.owner) + ",\"files\":{";
+    for (const auto& [path, digest] : manifest.files) { // a document of all files would take much more memory
+        json += (json.back() == '{' ? "" : ",") + platform::compactJson(path) + ":" +
+                platform::compactJson(digest);
+    }
+    return json + "}}";
 }
 
 } // namespace engine

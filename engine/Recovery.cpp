@@ -61,12 +61,10 @@ std::vector<std::string> Recovery::undoInterrupted() const {
 std::vector<Change> Recovery::changesFoundOnDisk() const {
     std::vector<Change> changes;
     for (const Place& place : record.places) {
-        const fs::path file = installer.home / place.path;
-        const fs::path saved = backup / place.saved;
-        if (installer.fm.occupied(saved)) {
-            changes.push_back({file, saved});
+        if (installer.fm.occupied(backup / place.saved)) {
+            changes.push_back({place.path, place.saved});
         } else if (!place.existed) {
-            changes.push_back({file, {}});
+            changes.push_back({place.path, {}});
         }
     }
     return changes;
@@ -74,24 +72,25 @@ std::vector<Change> Recovery::changesFoundOnDisk() const {
 
 /// Transition folders go when a run empties them; the files need them again.
 void Recovery::remakeFolders(Problems& problems) const {
-    for (const Folder& folder : record.folders) {
-        const fs::path path = installer.home / folder.path;
-        if (folder.permissions && !installer.fm.exists(path)) {
-            attempt(problems, [&] {
-                installer.mkdir(path);
-                installer.fm.setPermissions(path, *folder.permissions);
+    for (const auto& [path, permissions] : record.folders) {
+        const fs::path folder = installer.home / path;
+        if (permissions && !installer.fm.exists(folder)) {
+            attempt(problems, [&, &bits = *permissions] {
+                installer.mkdir(folder);
+                installer.fm.setPermissions(folder, bits);
             });
         }
     }
 }
 
 void Recovery::putBack(const Change& change, const std::function<void(const fs::path&)>& discard) const {
-    paths.refuseLinksOut(installer, change.place);
-    if (installer.fm.occupied(change.place)) {
-        discard(change.place);
+    const fs::path place = placeOf(change);
+    paths.refuseLinksOut(installer, place);
+    if (installer.fm.occupied(place)) {
+        discard(place);
     }
     if (!change.saved.empty()) {
-        installer.fm.moveItem(change.saved, change.place);
+        installer.fm.moveItem(backup / change.saved, place);
     }
 }
 
@@ -102,9 +101,9 @@ void Recovery::restoreHiddenFlag() const {
 }
 
 void Recovery::removeMadeFolders(Problems& problems) const {
-    std::for_each(record.folders.rbegin(), record.folders.rend(), [&](const Folder& folder) {
-        if (!folder.permissions) {
-            attempt(problems, [&] { installer.fm.removeEmptyFolder(installer.home / folder.path); });
+    std::for_each(record.folders.rbegin(), record.folders.rend(), [&](const auto& folder) {
+        if (!folder.second) {
+            attempt(problems, [&] { installer.fm.removeEmptyFolder(installer.home / folder.first); });
         }
     });
 }
@@ -116,13 +115,15 @@ void Recovery::setAside(const fs::path& place, const fs::path& folder) const {
 }
 
 void Recovery::synchronize(const std::vector<Change>& changes) const {
-    std::set<fs::path> folders;
+    std::set<std::string> folders;
     for (const Change& change : changes) {
-        if (installer.exists(change.place.parent_path())) {
-            folders.insert(change.place.parent_path());
+        folders.insert(placeOf(change).parent_path().string());
+    }
+    for (const std::string& folder : folders) {
+        if (installer.exists(folder)) {
+            installer.fm.synchronize({folder});
         }
     }
-    installer.fm.synchronize({folders.begin(), folders.end()});
 }
 
 } // namespace engine

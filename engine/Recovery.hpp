@@ -37,6 +37,7 @@ private:
     void setAside(const std::filesystem::path& place, const std::filesystem::path& folder) const;
     void synchronize(const std::vector<Change>& changes) const;
     std::vector<Change> changesFoundOnDisk() const;
+    std::filesystem::path placeOf(const Change& change) const { return installer.home / change.place; }
 
     const PackInstaller& installer;
     const PackPaths& paths;

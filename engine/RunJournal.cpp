@@ -34,9 +34,9 @@ std::optional<platform::FileLock> hold(const fs::path& file) {
 } // namespace
 
 RunJournal RunJournal::begin(const platform::FileManager& files, const fs::path& file, const fs::path& draft,
-                             const RunRecord& record) {
+                             std::string_view record) {
     // The file gets its final name only when it is whole, held and on the disk.
-    files.writeAtomically(draft, encodeRunRecord(record));
+    files.writeAtomically(draft, record);
     std::optional<platform::FileLock> lock = hold(draft);
     if (!lock) {
         throw anotherRun();

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string_view>
 
 namespace engine {
 
@@ -13,10 +14,10 @@ namespace engine {
 /// run is going to touch. The run holds the file as long as it lives.
 class RunJournal {
 public:
-    /// Writes the record down durably, prepared under the name `draft` in a folder of the run's own. Throws
-    /// InstallError when another run has begun.
+    /// Writes the encoded record down durably, prepared under the name `draft` in a folder of the run's own.
+    /// Throws InstallError when another run has begun.
     static RunJournal begin(const platform::FileManager& files, const std::filesystem::path& file,
-                            const std::filesystem::path& draft, const RunRecord& record);
+                            const std::filesystem::path& draft, std::string_view record);
 
     /// Takes over the journal of a run that was cut short; nothing when there is none. Throws InstallError
     /// when that run is alive.

@@ -14,8 +14,8 @@ std::string line(const Json& object) {
     return platform::compactJson(object) + "\n";
 }
 
-Json permissionsOf(const Folder& folder) {
-    return folder.permissions ? Json(*folder.permissions) : Json(nullptr);
+Json encoded(const std::optional<unsigned>& permissions) {
+    return permissions ? Json(*permissions) : Json(nullptr);
 }
 
 [[noreturn]] void refuse() {
@@ -50,9 +50,9 @@ void decodeLine(RunRecord& record, const Json& object) {
             {inside(object, "place"), inside(object, "saved"), object.at("existed").get<bool>()});
     } else if (object.contains("folder")) {
         const Json& permissions = object.at("permissions");
-        record.folders.push_back(
-            {inside(object, "folder"),
-             permissions.is_null() ? std::nullopt : std::optional(permissions.get<unsigned>())});
+        record.folders.emplace(inside(object, "folder"), permissions.is_null()
+                                                             ? std::nullopt
+                                                             : std::optional(permissions.get<unsigned>()));
     } else {
         record.backup = name(object, "backup", "");
         record.staging = name(object, "staging", "Staging-");
@@ -65,13 +65,17 @@ void decodeLine(RunRecord& record, const Json& object) {
 std::string encodeRunRecord(const RunRecord& record) {
     std::string text =
         line({{"backup", record.backup}, {"staging", record.staging}, {"legacyHidden", record.legacyHidden}});
-    for (const Folder& folder : record.folders) {
-        text += line({{"folder", folder.path}, {"permissions", permissionsOf(folder)}});
+    for (const auto& [path, permissions] : record.folders) {
+        text += line({{"folder", path}, {"permissions", encoded(permissions)}});
     }
     for (const Place& place : record.places) {
-        text += line({{"place", place.path}, {"saved", place.saved}, {"existed", place.existed}});
+        text += encodePlace(place);
     }
     return text;
+}
+
+std::string encodePlace(const Place& place) {
+    return line({{"place", place.path}, {"saved", place.saved}, {"existed", place.existed}});
 }
 
 RunRecord decodeRunRecord(std::string_view text, const std::filesystem::path& source) {

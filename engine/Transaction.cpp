@@ -7,6 +7,8 @@
 #include "platform/Uuid.hpp"
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -114,8 +116,17 @@ void Transaction::chooseSelection() {
 }
 
 void Transaction::readManifests() {
+    manifestsRead = digestOfManifests();
     installed = installer.ready(paths.installedManifest);
     legacy = installer.ready(paths.legacyManifest);
+}
+
+std::string Transaction::digestOfManifests() const {
+    std::string digests;
+    for (const fs::path& file : {paths.installedManifest, paths.legacyManifest}) {
+        digests += installer.exists(file) ? installer.hash(file) : "-";
+    }
+    return digests;
 }
 
 void Transaction::checkManifestPaths() const {
@@ -150,13 +161,23 @@ void Transaction::planTemplates() {
             }
         }
     }
-    touched = payload;
+    FileTable stale; // what goes for good
     for (const auto& [path, digest] : installed.files) {
-        if (selected(path)) {
-            touched.emplace(path, digest); // where both know a file, the payload's entry stays
+        if (selected(path) && !payload.contains(path)) {
+            stale.emplace(path, digest);
         }
     }
-    verify(installer, paths.category, touched, installed.files, uninstall);
+    for (const FileTable& files : {std::cref(payload), std::cref(stale)}) {
+        verify(installer, paths.category, files, installed.files, uninstall);
+        std::ranges::transform(files, std::back_inserter(touched),
+                               [](const auto& file) { return file.first; });
+    }
+    std::ranges::sort(touched);
+}
+
+/// True for a touched file that the run replaces, false for one that only goes.
+bool Transaction::installs(const std::string& path) const {
+    return !uninstall && selection.contains(transitionOf(path));
 }
 
 void Transaction::planLegacyCategory() {
@@ -165,24 +186,22 @@ void Transaction::planLegacyCategory() {
 }
 
 void Transaction::planManifests() {
-    newInstalled = installed;
-    for (const auto& [path, digest] : touched) {
-        newInstalled.files.erase(path);
+    for (const std::string& path : touched) {
+        installed.files.erase(path);
     }
-    newInstalled.files.insert(payload.begin(), payload.end());
-    newLegacy = legacy;
-    for (const auto& [path, digest] : legacyPlan.removed) {
-        newLegacy.files.erase(path);
+    installed.files.merge(payload);
+    for (const std::string& path : legacyPlan.removed) {
+        legacy.files.erase(path);
     }
 }
 
 /// The order of the places is the order of the phases below.
 void Transaction::recordPlaces() {
     record.legacyHidden = installer.fm.isHidden(paths.legacy);
-    for (const auto& [path, digest] : touched) {
+    for (const std::string& path : touched) {
         addPlace(paths.category / path, "Templates/" + path);
     }
-    for (const auto& [path, digest] : legacyPlan.removed) {
+    for (const std::string& path : legacyPlan.removed) {
         addPlace(paths.legacy / path, "Legacy/" + path);
     }
     for (const auto& [path, bytes] : legacyPlan.marked) {
@@ -195,36 +214,29 @@ void Transaction::recordPlaces() {
     addPlace(paths.installedManifest, "manifest.json");
     addPlace(paths.legacyManifest, "legacy-manifest.json");
     addPlace(paths.installedApplication, applicationName);
-    recordFolders();
     paths.refuseLinksOut(installer, backup);
+    recordText += encodeRunRecord(record);
 }
 
 void Transaction::addPlace(const fs::path& place, const std::string& saved) {
-    record.places.push_back(
-        {place.lexically_relative(installer.home).string(), saved, installer.fm.occupied(place)});
+    paths.refuseLinksOut(installer, place);
+    const fs::path path = place.lexically_relative(installer.home);
+    recordFolder(path.parent_path());
+    recordText += encodePlace({path.string(), saved, installer.fm.occupied(place)});
 }
 
-void Transaction::recordFolders() {
-    std::set<std::string> folders;
-    for (const Place& place : record.places) {
-        for (fs::path folder = fs::path(place.path).parent_path(); !folder.empty();
-             folder = folder.parent_path()) {
-            if (!folders.insert(folder.string()).second) {
-                break; // those above it are known with it
-            }
-        }
-    }
-    for (const std::string& folder : folders) { // in this order the upper ones come first
-        paths.refuseLinksOut(installer, installer.home / folder / "any");
-        record.folders.push_back({folder, installer.fm.folderPermissions(installer.home / folder)});
+void Transaction::recordFolder(const fs::path& path) {
+    if (!path.empty() && !record.folders.contains(path.string())) {
+        recordFolder(path.parent_path());
+        record.folders.emplace(path.string(), installer.fm.folderPermissions(installer.home / path));
     }
 }
 
 void Transaction::createWorkFolders() {
     installer.mkdir(backup);
-    journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl", record);
-    if (installer.ready(paths.installedManifest) != installed ||
-        installer.ready(paths.legacyManifest) != legacy) {
+    journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl", recordText);
+    recordText = {};
+    if (digestOfManifests() != manifestsRead) {
         throw InstallError("Une autre installation vient de se terminer, réessayez.");
     }
     if (!uninstall) {
@@ -234,9 +246,9 @@ void Transaction::createWorkFolders() {
 }
 
 void Transaction::handleTemplates() {
-    for (const auto& [path, digest] : touched) {
+    for (const std::string& path : touched) {
         changes.preserve(paths.category / path, "Templates/" + path);
-        if (payload.contains(path)) {
+        if (installs(path)) {
             installTemplate(path);
         }
     }
@@ -252,9 +264,9 @@ void Transaction::installTemplate(const std::string& path) {
     }
 }
 
-void Transaction::removeEmptiedFolders(const fs::path& folder, const FileTable& files) const {
+void Transaction::removeEmptiedFolders(const fs::path& folder, const std::vector<std::string>& files) const {
     std::set<std::string> transitions;
-    for (const auto& [path, digest] : files) {
+    for (const std::string& path : files) {
         transitions.insert(transitionOf(path));
     }
     for (const std::string& transition : transitions) {
@@ -263,14 +275,14 @@ void Transaction::removeEmptiedFolders(const fs::path& folder, const FileTable& 
 }
 
 void Transaction::handleLegacyCategory() {
-    for (const auto& [path, digest] : legacyPlan.removed) {
+    for (const std::string& path : legacyPlan.removed) {
         changes.preserve(paths.legacy / path, "Legacy/" + path);
     }
     for (const auto& [path, bytes] : legacyPlan.marked) {
         const fs::path file = paths.legacy / path;
         changes.preserve(file, "Legacy/" + path);
         changes.create(file, [&, &contents = bytes] { installer.fm.writeAtomically(file, contents); });
-        newLegacy.files[path] = installer.hash(file);
+        legacy.files[path] = installer.hash(file);
     }
     removeEmptiedFolders(paths.legacy, legacyPlan.removed);
     if (installer.fm.isHidden(paths.legacy)) {
@@ -282,8 +294,8 @@ void Transaction::handleLegacyCategory() {
 }
 
 void Transaction::writeManifests() {
-    write(newInstalled, paths.installedManifest, "manifest.json");
-    write(newLegacy, paths.legacyManifest, "legacy-manifest.json");
+    write(installed, paths.installedManifest, "manifest.json");
+    write(legacy, paths.legacyManifest, "legacy-manifest.json");
 }
 
 void Transaction::write(const Manifest& manifest, const fs::path& file, const std::string& name) {
@@ -308,10 +320,11 @@ void Transaction::handleApplication() {
 
 /// True when nothing that needs the application is left: no file of either pack and no foreign template.
 bool Transaction::removesApplication() const {
-    bool isNeeded = !newInstalled.files.empty() || !newLegacy.files.empty();
+    bool isNeeded = !installed.files.empty() || !legacy.files.empty();
     installer.fm.enumerate(paths.category, [&](const fs::path& item, bool isFolder) {
-        isNeeded = isNeeded || (!isFolder && item.extension() == ".motr" &&
-                                !touched.contains(item.lexically_relative(paths.category).string()));
+        isNeeded = isNeeded ||
+                   (!isFolder && item.extension() == ".motr" &&
+                    !std::ranges::binary_search(touched, item.lexically_relative(paths.category).string()));
     });
     return !isNeeded;
 }
@@ -322,7 +335,8 @@ void Transaction::replaceApplication() {
     installer.mkdir(paths.installedApplication.parent_path());
     changes.create(paths.installedApplication,
                    [&] { installer.fm.moveItem(staging / applicationName, paths.installedApplication); });
-    verifyCopies(installer, paths.category, payload);
+    verifyCopies(installer, paths.category, installed.files,
+                 [this](const std::string& path) { return installs(path); });
     checkSignature(installer, paths.installedApplication);
     if (installer.register_) {
         registerApplication(installer, paths.installedApplication);
@@ -330,26 +344,25 @@ void Transaction::replaceApplication() {
 }
 
 void Transaction::commit() {
-    installer.fm.synchronize(writtenItems());
+    synchronizeWhatWasWritten();
     removeStaging();
     journal->end();
 }
 
-/// The files that the run put in place and every folder whose entries it changed.
-std::vector<fs::path> Transaction::writtenItems() const {
-    std::set<fs::path> items;
+/// What the run put in place, and every folder whose entries it may have changed.
+void Transaction::synchronizeWhatWasWritten() const {
+    const auto synchronize = [this](const fs::path& item, bool) { installer.fm.synchronize({item}); };
     for (const Change& change : changes.list()) {
-        if (change.saved.empty()) {
-            items.insert(change.place);
-            installer.fm.enumerate(change.place, [&](const fs::path& item, bool) { items.insert(item); });
+        if (const fs::path place = installer.home / change.place; installer.fm.occupied(place)) {
+            synchronize(place, false);
+            installer.fm.enumerate(place, synchronize);
         }
     }
-    for (const Folder& folder : record.folders) {
-        if (const fs::path path = installer.home / folder.path; installer.exists(path)) {
-            items.insert(path);
+    for (const auto& [path, permissions] : record.folders) {
+        if (const fs::path folder = installer.home / path; installer.exists(folder)) {
+            synchronize(folder, true);
         }
     }
-    return {items.begin(), items.end()};
 }
 
 std::string Transaction::summary() const {

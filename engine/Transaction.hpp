@@ -50,11 +50,14 @@ private:
     bool selected(const std::string& path) const;
     bool removesApplication() const;
     void installTemplate(const std::string& path);
-    void removeEmptiedFolders(const std::filesystem::path& folder, const FileTable& files) const;
+    void removeEmptiedFolders(const std::filesystem::path& folder,
+                              const std::vector<std::string>& files) const;
     void replaceApplication();
+    bool installs(const std::string& path) const;
     void addPlace(const std::filesystem::path& place, const std::string& saved);
-    void recordFolders();
-    std::vector<std::filesystem::path> writtenItems() const;
+    void recordFolder(const std::filesystem::path& path);
+    std::string digestOfManifests() const;
+    void synchronizeWhatWasWritten() const;
     void write(const Manifest& manifest, const std::filesystem::path& file, const std::string& name);
 
     const PackInstaller& installer;
@@ -65,14 +68,14 @@ private:
     std::vector<CatalogName> catalog;
     std::set<std::string> retired;
     std::set<std::string> selection; ///< never empty once chosen
-    Manifest installed;
-    Manifest legacy;
-    FileTable payload; ///< what an install puts in place
-    FileTable touched; ///< every file of the category that is replaced or removed
+    Manifest installed;              ///< as it was read, and from `planManifests` on as it will be written
+    Manifest legacy;                 ///< likewise
+    FileTable payload; ///< what an install puts in place; merged into `installed` by `planManifests`
+    std::vector<std::string> touched; ///< every file of the category that is replaced or removed, sorted
     LegacyPlan legacyPlan;
-    Manifest newInstalled;
-    Manifest newLegacy;
-    RunRecord record;
+    std::string manifestsRead; ///< the digests of both files as they were read
+    RunRecord record;          ///< without the places, which stand encoded in `recordText`
+    std::string recordText;
 
     std::filesystem::path backup;
     std::filesystem::path staging;

@@ -30,9 +30,10 @@ void verify(const PackInstaller& installer, const fs::path& folder, const FileTa
     }
 }
 
-void verifyCopies(const PackInstaller& installer, const fs::path& folder, const FileTable& files) {
+void verifyCopies(const PackInstaller& installer, const fs::path& folder, const FileTable& files,
+                  const std::function<bool(const std::string&)>& isCopy) {
     for (const auto& [path, expected] : files) {
-        if (installer.hash(folder / path) != expected) {
+        if (isCopy(path) && installer.hash(folder / path) != expected) {
             throw InstallError("Vérification du template échouée : " + path);
         }
     }

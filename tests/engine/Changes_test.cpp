@@ -12,7 +12,7 @@ using tests::writeFile;
 
 struct ChangesTest : testing::Test {
     tests::TemporaryFolder folder;
-    PackInstaller installer{folder / "home", folder / "payload"};
+    PackInstaller installer{folder.path(), folder / "payload"};
     Changes changes{installer, folder / "backup"};
 };
 
@@ -22,8 +22,8 @@ TEST_F(ChangesTest, PreserveMovesAFileIntoTheBackup) {
     EXPECT_FALSE(installer.fm.occupied(folder / "a"));
     EXPECT_EQ(readFile(folder / "backup/Templates/x/a"), "contents");
     ASSERT_EQ(changes.list().size(), 1U);
-    EXPECT_EQ(changes.list()[0].place, folder / "a");
-    EXPECT_EQ(changes.list()[0].saved, folder / "backup/Templates/x/a");
+    EXPECT_EQ(changes.list()[0].place, "a");
+    EXPECT_EQ(changes.list()[0].saved, "Templates/x/a");
 }
 
 TEST_F(ChangesTest, PreserveDoesNothingWithoutAFile) {
@@ -66,6 +66,16 @@ TEST_F(ChangesTest, CreateIsOnTheListBeforeItsActionRuns) {
                                 }),
                  platform::Error);
     EXPECT_EQ(changes.list().size(), 1U);
+}
+
+TEST_F(ChangesTest, CreateAddsNoSecondEntryForAPlaceThatWasJustSaved) {
+    writeFile(folder / "a", "old");
+    changes.preserve(folder / "a", "a");
+    changes.create(folder / "a", [] {});
+    changes.create(folder / "b", [] {});
+    ASSERT_EQ(changes.list().size(), 2U);
+    EXPECT_EQ(changes.list()[0].saved, "a");
+    EXPECT_EQ(changes.list()[1].saved, "");
 }
 
 TEST_F(ChangesTest, CreateRefusesAPlaceThatIsTaken) {

@@ -20,8 +20,8 @@ TEST(RunRecordTest, ReadsWhatItWrites) {
     EXPECT_EQ(read.staging, "Staging-1");
     EXPECT_TRUE(read.legacyHidden);
     ASSERT_EQ(read.folders.size(), 2U);
-    EXPECT_EQ(read.folders[0].permissions, 0755U);
-    EXPECT_EQ(read.folders[1].permissions, std::nullopt);
+    EXPECT_EQ(read.folders.at("Movies"), 0755U);
+    EXPECT_EQ(read.folders.at("Movies/x"), std::nullopt);
     ASSERT_EQ(read.places.size(), 2U);
     EXPECT_EQ(read.places[0].path, "Movies/x/é \n.motr");
     EXPECT_EQ(read.places[0].saved, "Templates/é.motr");
@@ -38,7 +38,7 @@ TEST(RunRecordTest, RefusesPathsThatLeadOut) {
         record.places[0].saved = path;
         EXPECT_THROW(decodeRunRecord(encodeRunRecord(record), "j"), platform::Error) << path;
         record = example;
-        record.folders[0].path = path;
+        record.folders.emplace(path, 0755U);
         EXPECT_THROW(decodeRunRecord(encodeRunRecord(record), "j"), platform::Error) << path;
     }
 }

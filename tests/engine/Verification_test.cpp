@@ -80,9 +80,10 @@ TEST_F(VerificationTest, ThrowsTheReadErrorForAFolder) {
 }
 
 TEST_F(VerificationTest, ComparesCopiesByTheirDigest) {
-    EXPECT_NO_THROW(verifyCopies(installer, folder.path(), {{"a", digest}}));
+    const auto isCopy = [](const std::string& path) { return path != "other"; };
+    EXPECT_NO_THROW(verifyCopies(installer, folder.path(), {{"a", digest}, {"other", "x"}}, isCopy));
     EXPECT_EQ(messageOf<InstallError>([&] {
-                  verifyCopies(installer, folder.path(), {{"a", "x"}});
+                  verifyCopies(installer, folder.path(), {{"a", "x"}}, isCopy);
               }),
               "Vérification du template échouée : a");
 }

@@ -133,13 +133,15 @@ void verifyNestedBundle(const fs::path& path, const Tree& entry, bool portable) 
     try {
         const Bundle nested = nestedBundle(path);
         verify(nested);
-        if (portable && (!fs::is_regular_file(portableSeal(nested)) ||
-                         codeHash(portableSeal(nested)) != dataBytes(valueAt(entry, "cdhash")))) {
-            throw SealFailure(badNestedCode);
+        const fs::path identity = portableSeal(nested);
+        if (!portable ||
+            (fs::is_regular_file(identity) && codeHash(identity) == dataBytes(valueAt(entry, "cdhash")))) {
+            return;
         }
     } catch (const SealFailure& failure) {
         throw failure.inSubcomponent(path);
     }
+    throw SealFailure(badNestedCode + ("\nfile modified: " + path.native()));
 }
 
 /// True when the item is what the seal says; `portable` tells that our own tool made the seal.

@@ -1,0 +1,28 @@
+# Makes the folder DESTINATION from the pack PACK. With APPLICATION, the companion application is put together from
+# that program, the program EXTENSION and the property lists in LISTS, and signed with the tool SEALER if it is set.
+
+file(REMOVE_RECURSE "${DESTINATION}")
+file(COPY "${PACK}/" DESTINATION "${DESTINATION}" PATTERN .DS_Store EXCLUDE)
+
+# Copies a file under another name; a program stays executable.
+function(place from to)
+  get_filename_component(folder "${to}" DIRECTORY)
+  file(MAKE_DIRECTORY "${folder}")
+  execute_process(COMMAND "${CMAKE_COMMAND}" -E copy "${from}" "${to}" COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+if(APPLICATION)
+  set(bundle "${DESTINATION}/Orvo Transitions.app")
+  set(extension "${bundle}/Contents/PlugIns/OrvoTransitions.pluginkit")
+  place("${LISTS}/Info.plist" "${bundle}/Contents/Info.plist")
+  place("${PACKAGE_INFO}" "${bundle}/Contents/PkgInfo")
+  place("${APPLICATION}" "${bundle}/Contents/MacOS/Orvo Transitions")
+  place("${LISTS}/orvo-owned.plist" "${bundle}/Contents/Resources/orvo-owned.plist")
+  place("${LISTS}/Extension-Info.plist" "${extension}/Contents/Info.plist")
+  place("${EXTENSION}" "${extension}/Contents/MacOS/OrvoTransitions")
+  if(SEALER)
+    foreach(part "${extension}" "${bundle}") # what is nested comes first
+      execute_process(COMMAND "${SEALER}" --force --sign - "${part}" COMMAND_ERROR_IS_FATAL ANY)
+    endforeach()
+  endif()
+endif()

@@ -16,7 +16,7 @@ import zlib
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
-SIZES = {"small.png": (150, 84, 4), "large.png": (480, 270, 2)}
+SIZES = {"small.png": (150, 84, 3), "large.png": (480, 270, 2)}
 """Width, height, and how many samples a side each pixel is the average of."""
 
 ASPECT = 16 / 9

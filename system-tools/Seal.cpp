@@ -217,22 +217,26 @@ void verifyPortableSeal(const Bundle& bundle) {
     }
 }
 
-void verifyResourceSeal(const Bundle& bundle, bool portable) {
+struct ResourceSeal {
+    ResourceRules rules;
+    Tree entries;
+};
+
+ResourceSeal readResourceSeal(const Bundle& bundle) {
     try {
         const Tree seal =
             parsePropertyTree(platform::FileManager::defaultManager().read(bundle.seal()), bundle.seal());
         const bool isVersion2 = valueAt(seal, "rules2").is_object();
-        const ResourceRules rules(valueAt(seal, isVersion2 ? "rules2" : "rules"));
         const Tree& sealed = valueAt(seal, isVersion2 ? "files2" : "files");
-        if (!sealed.is_object()) {
-            throw SealFailure(badSeal);
+        if (sealed.is_object()) {
+            return {ResourceRules(valueAt(seal, isVersion2 ? "rules2" : "rules")), sealed};
         }
-        verifyItems(bundle, itemsToSeal(bundle, rules), sealed, portable);
     } catch (const platform::Error&) {
         throw SealFailure(badSeal);
     } catch (const std::invalid_argument&) {
         throw SealFailure(badSeal);
     }
+    throw SealFailure(badSeal);
 }
 
 void verifyRoot(const Bundle& bundle) {
@@ -280,7 +284,8 @@ void verify(const Bundle& bundle) {
         verifyPortableSeal(bundle);
     }
     verifyRoot(bundle);
-    verifyResourceSeal(bundle, portable);
+    const ResourceSeal sealed = readResourceSeal(bundle);
+    verifyItems(bundle, itemsToSeal(bundle, sealed.rules), sealed.entries, portable);
 }
 
 bool isSealed(const Bundle& bundle) {

@@ -68,8 +68,8 @@ TEST(SamplePackTest, OffersElevenTransitionsInTheOrderOfTheirNumbers) {
     const std::vector<std::string> offered = names(false);
     ASSERT_EQ(offered.size(), 11U);
     for (std::size_t index = 0; index < offered.size(); ++index) {
-        const std::string number = std::to_string(index + 1);
-        EXPECT_THAT(offered[index], StartsWith((number.size() == 1 ? "0" : "") + number + " "));
+        EXPECT_EQ(std::stoul(offered[index]), index + 1);
+        EXPECT_EQ(offered[index].find(' '), 2U);
     }
     EXPECT_EQ(offered[8], "09 Dye Bloom");
     EXPECT_EQ(offered[9], "10 Box Turn");
@@ -85,7 +85,8 @@ TEST(SamplePackTest, HasOneRetiredTransitionThatItDoesNotShip) {
 TEST(SamplePackTest, ShipsThreeFilesForEachTransitionAndNothingElse) {
     std::set<std::string> expected;
     for (const std::string& name : names(false)) {
-        expected.insert({name, name + "/" + name + ".motr", name + "/small.png", name + "/large.png"});
+        const fs::path own = name;
+        expected.insert({own, own / (name + ".motr"), own / "small.png", own / "large.png"});
     }
     std::set<std::string> found;
     platform::FileManager::defaultManager().enumerate(

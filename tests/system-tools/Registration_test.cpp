@@ -116,12 +116,14 @@ TEST_F(RegistrationTest, ResolvesLinksSoThatAPlaceHasOneName) {
 TEST_F(RegistrationTest, LosesNothingWhenManyRegisterAtOnce) {
     constexpr int count = 24;
     std::vector<std::string> expected;
+    expected.reserve(count);
     for (int index = 0; index < count; ++index) {
         const fs::path copy = folder / ("copie " + std::to_string(index) + ".app");
         writeFile(copy / "Contents/Info.plist", tests::infoList("org.example.copy", "Copy"));
         expected.push_back("application\t" + copy.native() + "\n");
     }
     std::vector<std::thread> runs;
+    runs.reserve(count);
     for (int index = 0; index < count; ++index) {
         runs.emplace_back([&, index] {
             expectSuccess(LSREGISTER, {"-f", folder / ("copie " + std::to_string(index) + ".app")});

@@ -37,7 +37,7 @@ void PackPaths::refuseLinksOut(const PackInstaller& installer, const fs::path& p
         return;
     }
     for (fs::path folder = place.parent_path(); folder != transitions; folder = folder.parent_path()) {
-        if (fs::is_symlink(fs::symlink_status(folder))) {
+        if (installer.fm.isLink(folder)) {
             throw refused(folder);
         }
     }

@@ -24,7 +24,8 @@ void verify(const PackInstaller& installer, const fs::path& folder, const FileTa
             continue;
         }
         // The pack installs no links: one that stands here is somebody's own, wherever it leads.
-        if (fs::is_symlink(file) || !isAccepted(installer.hash(file), path, expected, known, uninstall)) {
+        if (installer.fm.isLink(file) ||
+            !isAccepted(installer.hash(file), path, expected, known, uninstall)) {
             throw InstallError("Fichier modifié ou non reconnu, conservé : " + file.string());
         }
     }

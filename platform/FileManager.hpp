@@ -23,6 +23,9 @@ public:
     /// True when anything stands at the path, a link without a target too.
     bool occupied(const std::filesystem::path& path) const;
 
+    /// True when a symbolic link stands at the path.
+    bool isLink(const std::filesystem::path& path) const;
+
     /// The path made absolute, without "." and "..", and with the links in its existing part resolved.
     std::filesystem::path resolved(const std::filesystem::path& path) const;
 

@@ -80,6 +80,11 @@ bool FileManager::occupied(const fs::path& path) const {
     return retrying([&] { return ::lstat(path.c_str(), &found); }) == 0;
 }
 
+bool FileManager::isLink(const fs::path& path) const {
+    struct stat found {};
+    return retrying([&] { return ::lstat(path.c_str(), &found); }) == 0 && S_ISLNK(found.st_mode);
+}
+
 fs::path FileManager::resolved(const fs::path& path) const {
     std::error_code failure;
     fs::path absolute = fs::absolute(path.empty() ? "." : path, failure).lexically_normal();
@@ -208,7 +213,7 @@ void FileManager::enumerate(const fs::path& folder,
     }
     fs::recursive_directory_iterator item(folder, failure);
     for (; !failure && item != fs::recursive_directory_iterator(); item.increment(failure)) {
-        visit(item->path(), item->is_directory() && !item->is_symlink());
+        visit(item->path(), fs::is_directory(item->symlink_status(failure)));
     }
     if (failure) {
         throw fileError("parcourir le dossier", folder, failure.value());

@@ -152,15 +152,16 @@ TEST_F(FileManagerTest, RemovesOnlyEmptyFolders) {
 TEST_F(FileManagerTest, EnumeratesEveryDepthWithoutFollowingLinks) {
     makeBundle();
     fs::create_directory_symlink(folder.path(), folder / "loop");
+    fs::create_symlink("itself", folder / "itself");
     std::vector<std::string> found;
     files.enumerate(folder.path(), [&](const fs::path& item, bool isFolder) {
         found.push_back(item.lexically_relative(folder.path()).string() + (isFolder ? "/" : ""));
     });
-    EXPECT_THAT(found,
-                testing::UnorderedElementsAre("A.app/", "A.app/Contents/", "A.app/Contents/MacOS/",
-                                              "A.app/Contents/MacOS/tool", "A.app/Contents/Resources/",
-                                              "A.app/Contents/Resources/empty", "A.app/Contents/Empty/",
-                                              "A.app/Contents/link", "A.app/Contents/dangling", "loop"));
+    EXPECT_THAT(found, testing::UnorderedElementsAre("A.app/", "A.app/Contents/", "A.app/Contents/MacOS/",
+                                                     "A.app/Contents/MacOS/tool", "A.app/Contents/Resources/",
+                                                     "A.app/Contents/Resources/empty",
+                                                     "A.app/Contents/Empty/", "A.app/Contents/link",
+                                                     "A.app/Contents/dangling", "loop", "itself"));
     EXPECT_NO_THROW(files.enumerate(folder / "absent", [](const fs::path&, bool) { FAIL(); }));
 }
 

@@ -27,9 +27,7 @@ struct Refusal {
 struct FreeParser {
     void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
 };
-struct FreeBuffer {
-    void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
-};
+
 struct CloseSave {
     void operator()(xmlSaveCtxt* save) const { xmlSaveClose(save); }
 };
@@ -83,6 +81,12 @@ extern "C" void startElement(void* context, const xmlChar* name, const xmlChar* 
     }
     xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
                           defaultedCount, attributes);
+}
+
+/// Takes what the library has serialised.
+extern "C" int appendPiece(void* text, const char* piece, int length) {
+    static_cast<std::string*>(text)->append(piece, static_cast<std::size_t>(length));
+    return length;
 }
 
 Error parseError(const std::filesystem::path& source, const std::string& reason) {
@@ -222,20 +226,16 @@ std::string XmlDocument::prettyPrinted() {
     }
     const char* encoding =
         document->encoding == nullptr ? "UTF-8" : reinterpret_cast<const char*>(document->encoding);
-    const std::unique_ptr<xmlBuffer, FreeBuffer> buffer(xmlBufferCreate());
-    {
-        const std::unique_ptr<xmlSaveCtxt, CloseSave> save(
-            xmlSaveToBuffer(buffer.get(), encoding, XML_SAVE_AS_XML | (isUtf16 ? 0 : XML_SAVE_NO_DECL)));
-        if (!save || xmlSaveDoc(save.get(), document.get()) < 0) {
-            throw Error("Impossible d’écrire le XML.");
-        }
-    }
     std::string text = declaration;
     if (text.ends_with("?>")) {
         text += "\n";
     }
-    return text.append(reinterpret_cast<const char*>(xmlBufferContent(buffer.get())),
-                       static_cast<std::size_t>(xmlBufferLength(buffer.get())));
+    const std::unique_ptr<xmlSaveCtxt, CloseSave> save(xmlSaveToIO(
+        appendPiece, nullptr, &text, encoding, XML_SAVE_AS_XML | (isUtf16 ? 0 : XML_SAVE_NO_DECL)));
+    if (!save || xmlSaveDoc(save.get(), document.get()) < 0 || xmlSaveFlush(save.get()) < 0) {
+        throw Error("Impossible d’écrire le XML.");
+    }
+    return text;
 }
 
 std::optional<XmlDocument::Element> XmlDocument::Element::firstChild(std::string_view name) const {

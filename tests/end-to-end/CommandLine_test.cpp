@@ -1,0 +1,135 @@
+#include "tests/end-to-end/EndToEnd.hpp"
+
+#include <csignal>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace tests;
+
+const std::string fiveInstalled =
+    "5 transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
+
+struct CommandLine : EndToEnd {
+    Home other{folder / "other home"};
+
+    void expectUntouched(const Home& place) const {
+        EXPECT_EQ(place.supportNames().size(), 0U);
+        EXPECT_FALSE(fs::exists(place.category));
+    }
+};
+
+TEST_F(CommandLine, InstallsIntoTheUsersHomeWithoutRoot) {
+    install();
+    EXPECT_TRUE(fs::exists(home.manifest));
+}
+
+TEST_F(CommandLine, InstallsUnderTheRoot) {
+    succeed(program({"--install", "--root", other.folder.string()}), other, fiveInstalled);
+    expectUntouched(home);
+}
+
+TEST_F(CommandLine, IgnoresARootWithNothingAfterIt) {
+    install({"--root"});
+}
+
+TEST_F(CommandLine, TakesTheFirstRoot) {
+    succeed(program({"--root", other.folder.string(), "--install", "--root", home.folder.string()}), other,
+            fiveInstalled);
+    expectUntouched(home);
+}
+
+TEST_F(CommandLine, TakesARelativeRootFromTheWorkingFolder) {
+    Launch launch = program({"--install", "--root", "other home/../other home/."});
+    launch.workingFolder = folder.path();
+    succeed(launch, other, fiveInstalled);
+    expectUntouched(home);
+}
+
+TEST_F(CommandLine, TakesAnEmptyRootForTheWorkingFolder) {
+    Launch launch = program({"--install", "--root", ""});
+    launch.workingFolder = other.folder;
+    succeed(launch, other, fiveInstalled);
+    expectUntouched(home);
+}
+
+TEST_F(CommandLine, TakesAnOptionAfterRootForItsValue) {
+    const Home named(folder / "--only");
+    Launch launch = program({"--install", "--root", "--only", "01 Ink Drop"});
+    launch.workingFolder = folder.path();
+    succeed(launch, named,
+            "1 transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.");
+    expectUntouched(home);
+}
+
+TEST_F(CommandLine, TakesTheDirectionAfterRootForBoth) {
+    const Home named(folder / "--install");
+    Launch launch = program({"--root", "--install"});
+    launch.workingFolder = folder.path();
+    succeed(launch, named, fiveInstalled);
+}
+
+TEST_F(CommandLine, InstallsEverythingForOnlyWithNothingAfterIt) {
+    install({"--only"});
+}
+
+TEST_F(CommandLine, DropsEmptyNames) {
+    install({"--only", ",01 Ink Drop,,02 Page Fold,"}, 2);
+    EXPECT_EQ(manifestAt(home.manifest), payloadDigests({"01 Ink Drop", "02 Page Fold"}));
+}
+
+TEST_F(CommandLine, KeepsTheBlanksOfNames) {
+    writeFile(product.catalog, R"([{"name": "a"}, {"name": " b"}, {"name": "b"}])");
+    writeTransition(product.templates, "a", "2.3");
+    writeTransition(product.templates, " b", "2.3");
+    install({"--only", "a, b"}, 2);
+    EXPECT_EQ(manifestAt(home.manifest), payloadDigests({"a", " b"}));
+}
+
+TEST_F(CommandLine, IgnoresWhatItDoesNotKnow) {
+    succeed({"quoi", "--verbose", "--install", "--no-register=oui", "--Uninstall", "--root=/nowhere", "-h"},
+            fiveInstalled);
+    EXPECT_EQ(product.toolCalls().size(), 4U);
+}
+
+TEST_F(CommandLine, WorksFromAnyWorkingFolder) {
+    const fs::path decoy = folder / "decoy";
+    writeFile(decoy / "Resources/Payload/catalog.json", "[]");
+    Launch launch = program({"--install"});
+    launch.workingFolder = decoy;
+    succeed(launch, home, fiveInstalled);
+}
+
+TEST_F(CommandLine, FindsItsResourcesWhenStartedThroughALink) {
+    const fs::path link = folder / "bin/orvo-installer";
+    fs::create_directories(link.parent_path());
+    fs::create_symlink("../product/orvo-installer", link);
+    Launch launch = program({"--install"});
+    launch.words.front() = link.string();
+    succeed(launch, home, fiveInstalled);
+}
+
+TEST_F(CommandLine, FindsItsResourcesWhenStartedByARelativeNameOrFromThePath) {
+    Launch launch = program({"--install"});
+    launch.words.front() = "./orvo-installer";
+    launch.workingFolder = product.folder;
+    succeed(launch, home, fiveInstalled);
+    launch.words.front() = "orvo-installer";
+    launch.workingFolder = "/";
+    launch.environment["PATH"] = product.folder.string() + ":/usr/bin:/bin";
+    succeed(launch, home, fiveInstalled);
+}
+
+TEST_F(CommandLine, StopsAbnormallyWithoutResources) {
+    fs::remove_all(product.folder / "Resources");
+    const TreeSnapshot before = home.everything();
+    for (const char* direction : {"--install", "--uninstall"}) {
+        const Outcome outcome = run({direction});
+        EXPECT_EQ(outcome.signal, SIGABRT);
+        EXPECT_EQ(outcome.output, "");
+    }
+    EXPECT_EQ(difference(before, home.everything()), "");
+}
+
+} // namespace

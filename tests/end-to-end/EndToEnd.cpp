@@ -1,0 +1,120 @@
+#include "tests/end-to-end/EndToEnd.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+namespace tests {
+
+Launch EndToEnd::program(const Arguments& arguments) const {
+    Launch launch{{product.program.string()}};
+    launch.words.insert(launch.words.end(), arguments.begin(), arguments.end());
+    launch.environment = {{"HOME", home.folder.string()}, {"XDG_STATE_HOME", (folder / "state").string()}};
+    return launch;
+}
+
+Outcome EndToEnd::run(const Arguments& arguments) const {
+    return Child(program(arguments)).wait();
+}
+
+fs::path EndToEnd::succeed(const Arguments& arguments, const std::string& text) const {
+    return succeed(program(arguments), home, text);
+}
+
+fs::path EndToEnd::succeed(const Launch& launch, const Home& changed, const std::string& text) const {
+    const std::set<std::string> earlier = changed.backupNames();
+    const Outcome outcome = Child(launch).wait();
+    const fs::path backup = newBackup(changed, earlier);
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(outcome.output, text + "\n\nSauvegarde : " + backup.string() + "\n");
+    EXPECT_EQ(changed.supportNames(), std::set<std::string>{"Backups"});
+    return backup;
+}
+
+fs::path EndToEnd::install(const Arguments& more, int count) const {
+    Arguments arguments{"--install"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return succeed(arguments, std::to_string(count) + " transitions installées. Relancez Final Cut Pro > "
+                                                      "Transitions > Orvo Transitions.");
+}
+
+fs::path EndToEnd::uninstall(const Arguments& more) const {
+    Arguments arguments{"--uninstall"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return succeed(arguments, uninstalledText);
+}
+
+void EndToEnd::expectRefusal(const Arguments& arguments, const std::string& message) const {
+    const TreeSnapshot before = home.everything();
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.error, message + "\n");
+    EXPECT_EQ(difference(before, home.everything()), "");
+}
+
+void EndToEnd::expectRestored(const Arguments& arguments, const std::string& reason) const {
+    expectRestored(program(arguments), home, reason);
+}
+
+void EndToEnd::expectRestored(const Launch& launch, const Home& changed, const std::string& reason) const {
+    const std::set<std::string> earlier = changed.backupNames();
+    const TreeSnapshot before = changed.kept();
+    const Outcome outcome = Child(launch).wait();
+    EXPECT_EQ(difference(before, changed.kept()), "");
+    const fs::path backup = newBackup(changed, earlier);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.error, reason + "\nSauvegarde : " + backup.string() + "\nÉtat précédent restauré.\n");
+    EXPECT_EQ(changed.supportNames(), std::set<std::string>{"Backups"});
+}
+
+void EndToEnd::expectSame(const Home& actual, const Home& expected) {
+    EXPECT_EQ(difference(expected.comparable(), actual.comparable()), "");
+}
+
+void EndToEnd::putTransitions(const Home& place, const std::vector<std::string>& transitions) const {
+    fs::create_directories(place.category);
+    for (const std::string& transition : transitions) {
+        fs::copy(product.templates / transition, place.category / transition, fs::copy_options::recursive);
+    }
+}
+
+void EndToEnd::putApplication(const Home& place) const {
+    fs::create_directories(place.application.parent_path());
+    fs::copy(product.application, place.application,
+             fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+}
+
+Digests EndToEnd::payloadDigests(const std::vector<std::string>& transitions) {
+    Digests digests;
+    for (const std::string& transition : transitions) {
+        digests = digests + digestsOf(transition, "2.3");
+    }
+    return digests;
+}
+
+bool canInject() {
+    return Child({{"strace", "-o", "/dev/null", "-e", "trace=none", "true"}}).wait().status == 0;
+}
+
+Launch injecting(const Launch& launch, const Arguments& what) {
+    Launch traced = launch;
+    traced.words = {"strace", "-o", "/dev/null"};
+    traced.words.insert(traced.words.end(), what.begin(), what.end());
+    traced.words.insert(traced.words.end(), launch.words.begin(), launch.words.end());
+    traced.environment["ASAN_OPTIONS"] = "detect_leaks=0"; // the leak check cannot run in a traced process
+    return traced;
+}
+
+fs::path newBackup(const Home& home, const std::set<std::string>& earlier) {
+    const std::set<std::string> all = home.backupNames();
+    std::vector<std::string> fresh;
+    std::ranges::set_difference(all, earlier, std::back_inserter(fresh));
+    EXPECT_EQ(fresh.size(), 1U);
+    return fresh.empty() ? fs::path() : home.backups / fresh.front();
+}
+
+} // namespace tests

@@ -1,0 +1,186 @@
+#include "tests/end-to-end/EndToEnd.hpp"
+
+#include <chrono>
+#include <csignal>
+#include <memory>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace tests;
+
+const std::string anotherRun = "Une autre installation est en cours, réessayez quand elle sera terminée.";
+
+/// Runs that are cut short and runs that meet.
+struct Journal : EndToEnd {
+    Journal() { home.fillAsLongUsed(); }
+
+    /// Runs the program and has a tool kill it at this call.
+    void cutShort(const Arguments& arguments, int call) const {
+        product.onToolCall("[ $call = " + std::to_string(call) + " ] && { kill -9 $PPID; exit 0; }; :");
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.signal, SIGKILL);
+        EXPECT_EQ(outcome.output, "");
+        EXPECT_EQ(outcome.error, "");
+        EXPECT_TRUE(fs::exists(home.journal));
+        product.onToolCall("");
+    }
+
+    /// The home as this request leaves one that was never cut short.
+    TreeSnapshot undisturbed(const Arguments& arguments) const {
+        const Home control(folder / "control");
+        control.fillAsLongUsed();
+        Launch launch = program(arguments);
+        launch.words.insert(launch.words.end(), {"--root", control.folder.string()});
+        EXPECT_EQ(Child(launch).wait().status, 0);
+        return control.comparable();
+    }
+
+    /// Starts the program, whose tools then wait for `letGo`, and returns when the given call is reached.
+    std::unique_ptr<Child> startAndHold(const Arguments& arguments, int call) const {
+        product.onToolCall("[ $call = " + std::to_string(call) + " ] && { : >'" + reached.string() +
+                           "'; until [ -e '" + released.string() + "' ]; do sleep 0.01; done; }; :");
+        auto child = std::make_unique<Child>(program(arguments));
+        for (int tries = 0; !fs::exists(reached) && tries < 1000; ++tries) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_TRUE(fs::exists(reached));
+        return child;
+    }
+
+    void letGo() const { writeFile(released, ""); }
+
+    const fs::path reached = folder / "reached";
+    const fs::path released = folder / "released";
+};
+
+TEST_F(Journal, OfARunThatWasCutShortIsUndoneBeforeAnInstall) {
+    cutShort({"--install"}, 2);
+    install({"--only", "01 Ink Drop"}, 1);
+    EXPECT_EQ(difference(undisturbed({"--install", "--only", "01 Ink Drop"}), home.comparable()), "");
+    EXPECT_EQ(manifestAt(home.manifest), payloadDigests({"01 Ink Drop"}) + digestsOf("02 Page Fold", "2.3") +
+                                             digestsOf("10 Dye Bloom", "2.0"));
+}
+
+TEST_F(Journal, OfARunThatWasCutShortIsUndoneBeforeAnUninstall) {
+    cutShort({"--install"}, 4);
+    uninstall({"--only", "09 Dye Bloom"});
+    EXPECT_EQ(difference(undisturbed({"--uninstall", "--only", "09 Dye Bloom"}), home.comparable()), "");
+}
+
+TEST_F(Journal, OfAnUninstallThatWasCutShortIsUndone) {
+    fs::remove_all(home.category / "Mes essais");
+    const TreeSnapshot before = home.kept();
+    cutShort({"--uninstall"}, 1);
+    EXPECT_NE(difference(before, home.kept()), "");
+    const Outcome outcome = run({"--install", "--only", "?"});
+    EXPECT_EQ(outcome.error, "Sélection de transitions invalide.\n");
+    EXPECT_EQ(difference(before, home.kept()), "");
+    EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
+}
+
+TEST_F(Journal, OfARunThatWasCutShortIsUndoneToTheDateOfEachFile) {
+    const TreeSnapshot before = home.kept();
+    for (int call = 2; call <= 4; ++call) {
+        cutShort({"--install"}, call);
+        EXPECT_NE(difference(before, home.kept()), "");
+        EXPECT_EQ(run({"--install", "--only", "?"}).error, "Sélection de transitions invalide.\n");
+        EXPECT_EQ(difference(before, home.kept()), "");
+        EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
+    }
+}
+
+TEST_F(Journal, OfARunThatWasCutShortIsUndoneInAFreshHome) {
+    const Home fresh(folder / "fresh");
+    const TreeSnapshot before = fresh.kept();
+    product.onToolCall("[ $call = 3 ] && { kill -9 $PPID; exit 0; }; :");
+    EXPECT_EQ(Child(program({"--install", "--root", fresh.folder.string()})).wait().signal, SIGKILL);
+    product.onToolCall("");
+    succeed(program({"--uninstall", "--root", fresh.folder.string()}), fresh, uninstalledText);
+    EXPECT_EQ(difference(before, fresh.kept()), "");
+}
+
+TEST_F(Journal, OfTwoRunsThatWereCutShortIsUndone) {
+    const TreeSnapshot before = home.kept();
+    cutShort({"--install"}, 3);
+    cutShort({"--install", "--only", "02 Page Fold"}, 2);
+    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
+    EXPECT_EQ(difference(before, home.kept()), "");
+}
+
+TEST_F(Journal, KeepsWhatTheUserPutInPlaceSinceTheRunWasCutShort) {
+    cutShort({"--install"}, 2);
+    writeFile(home.category / "01 Ink Drop/01 Ink Drop.motr", "made by the user meanwhile");
+    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
+    EXPECT_EQ(readFile(home.category / "01 Ink Drop/01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
+    bool isKept = false;
+    for (const auto& item : fs::recursive_directory_iterator(home.backups)) {
+        isKept = isKept || (item.is_regular_file() && readFile(item.path()) == "made by the user meanwhile");
+    }
+    EXPECT_TRUE(isKept);
+}
+
+TEST_F(Journal, StaysWhenSomethingCannotBePutBack) {
+    cutShort({"--install"}, 2);
+    const fs::path backup = newBackup(home, {});
+    const fs::path place = home.category / "01 Ink Drop";
+    fs::remove_all(place);
+    writeFile(place, "a file where the folder was");
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_NE(outcome.error.find((place / "01 Ink Drop.motr").string()), std::string::npos) << outcome.error;
+    EXPECT_NE(outcome.error.find(backup.string()), std::string::npos) << outcome.error;
+    EXPECT_TRUE(fs::exists(home.journal));
+    EXPECT_EQ(readFile(place), "a file where the folder was");
+
+    fs::remove(place); // and once the obstacle is gone, the next run gets on with it
+    EXPECT_EQ(run({"--install", "--only", "?"}).error, "Sélection de transitions invalide.\n");
+    EXPECT_EQ(readFile(place / "01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
+    EXPECT_FALSE(fs::exists(home.journal));
+}
+
+TEST_F(Journal, ThatCannotBeReadStopsTheRunAndStays) {
+    writeFile(home.journal, "{\"backup\":");
+    const TreeSnapshot before = home.everything();
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de lire « " + home.journal.string() + " » : "))
+        << outcome.error;
+    EXPECT_EQ(difference(before, home.everything()), "");
+}
+
+TEST_F(Journal, OfALiveRunStopsAnother) {
+    const std::unique_ptr<Child> first = startAndHold({"--install"}, 2);
+    ASSERT_TRUE(fs::exists(home.journal));
+    expectRefusal({"--install"}, anotherRun);
+    expectRefusal({"--uninstall"}, anotherRun);
+    letGo();
+    EXPECT_EQ(first->wait().status, 0);
+    EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
+    EXPECT_EQ(manifestAt(home.manifest), payloadDigests(offeredTransitions));
+    install();
+}
+
+TEST_F(Journal, IsGoneAfterAFailureThatWasUndone) {
+    product.onToolCall("[ $call = 4 ] && { echo non; exit 1; }; :");
+    expectRestored({"--install"}, "non\n");
+    EXPECT_FALSE(fs::exists(home.journal));
+}
+
+TEST_F(Journal, IsNotNeededForARunThatWasOvertakenToChangeNothing) {
+    const std::unique_ptr<Child> slow = startAndHold({"--install"}, 1); // it has read the manifests already
+    EXPECT_EQ(run({"--uninstall", "--no-register"}).status, 0);
+    const TreeSnapshot after = home.kept();
+    letGo();
+    const Outcome outcome = slow->wait();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(
+        outcome.error.starts_with("Une autre installation vient de se terminer, réessayez.\nSauvegarde : "))
+        << outcome.error;
+    EXPECT_EQ(difference(after, home.kept()), "");
+}
+
+} // namespace

@@ -1,0 +1,150 @@
+#include "tests/end-to-end/EndToEnd.hpp"
+
+#include <sys/stat.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace tests;
+
+const std::string fiveInstalled =
+    "5 transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
+
+/// Homes that are not where or what one would expect.
+struct Places : EndToEnd {
+    /// Installs, fails and uninstalls in the home, reached by this path.
+    void liveIn(const Home& place, const std::string& root) const {
+        place.fillAsLongUsed();
+        product.onToolCall("[ $call = 4 ] && { printf non; exit 1; }; :");
+        expectRestored(program({"--install", "--root", root}), place, "non");
+        product.onToolCall("");
+        succeed(program({"--install", "--root", root}), place, fiveInstalled);
+        EXPECT_EQ(manifestAt(place.manifest), payloadDigests(offeredTransitions));
+        EXPECT_TRUE(fs::exists(place.application));
+        succeed(program({"--uninstall", "--root", root}), place, uninstalledText);
+        EXPECT_FALSE(fs::exists(place.manifest));
+        EXPECT_TRUE(fs::exists(place.category / "Mes essais/Mes essais.motr"));
+    }
+};
+
+TEST_F(Places, HomeWithBlanksAccentsAndAnApostrophe) {
+    const Home place(folder / "Odile d’Été l'Œuvre \"2\" $HOME *");
+    liveIn(place, place.folder.string());
+}
+
+TEST_F(Places, HomeThatIsALink) {
+    const Home place(folder / "real home");
+    fs::create_directory_symlink("real home", folder / "link");
+    liveIn(place, (folder / "link").string());
+    EXPECT_TRUE(fs::is_symlink(folder / "link"));
+}
+
+TEST_F(Places, HomeBehindALinkFurtherUp) {
+    const Home place(folder / "users/odile");
+    fs::create_directory_symlink("users", folder / "home folders");
+    liveIn(place, (folder / "home folders/odile/").string());
+}
+
+/// Movies on a file system of its own, reached through a link, as people with an external disk have it.
+struct MoviesOnAnotherDisk : Places {
+    std::optional<TemporaryFolder> disk;
+
+    void SetUp() override {
+        struct stat here {};
+        struct stat there {};
+        if (::stat(folder.path().c_str(), &here) != 0 || ::stat("/dev/shm", &there) != 0 ||
+            here.st_dev == there.st_dev) {
+            GTEST_SKIP() << "no second file system";
+        }
+        disk.emplace("/dev/shm");
+        fs::rename(home.folder / "Movies", folder / "Movies");
+        fs::copy(folder / "Movies", disk->path(), fs::copy_options::recursive);
+        fs::create_directory_symlink(disk->path(), home.folder / "Movies");
+    }
+};
+
+TEST_F(MoviesOnAnotherDisk, InstallsInAFreshHome) {
+    install();
+    EXPECT_EQ(manifestAt(home.manifest), payloadDigests(offeredTransitions));
+    EXPECT_EQ(readFile(disk->path() / "Motion Templates.localized/Transitions.localized/Orvo Transitions/"
+                                      "10 Box Turn/small.png"),
+              thumbnailText("10 Box Turn", "small", "2.3"));
+    EXPECT_TRUE(fs::is_symlink(home.folder / "Movies"));
+}
+
+TEST_F(MoviesOnAnotherDisk, ReplacesAndRemovesWithACompleteBackup) {
+    home.fillAsLongUsed();
+    const TreeSnapshot before = TreeSnapshot::of(home.category / "01 Ink Drop");
+    const fs::path backup = install();
+    EXPECT_EQ(difference(before, TreeSnapshot::of(backup / "Templates/01 Ink Drop")), "");
+    EXPECT_EQ(readFile(home.hiddenList), "Vieux dossier\nAutre\n");
+    uninstall();
+    EXPECT_EQ(TreeSnapshot::of(home.category).items.size(), 4U); // only what is the user's
+    EXPECT_TRUE(fs::is_symlink(home.folder / "Movies"));
+}
+
+TEST_F(MoviesOnAnotherDisk, IsRestoredAfterAFailure) {
+    home.fillAsLongUsed();
+    fs::permissions(home.category / "01 Ink Drop/small.png", fs::perms(0604));
+    for (const char* call : {"2", "3", "4"}) {
+        product.onToolCall("[ $call = " + std::string(call) + " ] && { printf non; exit 1; }; :");
+        const TreeSnapshot before = TreeSnapshot::of(disk->path());
+        expectRestored({"--install"}, "non");
+        EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
+    }
+    fs::remove_all(home.category / "Mes essais");
+    product.onToolCall("printf non; exit 1");
+    const TreeSnapshot before = TreeSnapshot::of(disk->path());
+    expectRestored({"--uninstall"}, "non");
+    EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
+}
+
+TEST_F(MoviesOnAnotherDisk, IsRestoredAfterAFailureInAFreshHome) {
+    product.onToolCall("[ $call = 3 ] && { printf non; exit 1; }; :");
+    const TreeSnapshot before = TreeSnapshot::of(disk->path());
+    expectRestored({"--install"}, "non");
+    EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
+}
+
+TEST_F(MoviesOnAnotherDisk, KeepsTheOriginalsWhenTheBackupsDiskIsFull) {
+    home.fillAsLongUsed();
+    const fs::path file = home.category / "01 Ink Drop/01 Ink Drop.motr";
+    writeFile(file, std::string(200'000, 'x')); // larger than the limit below
+    Digests digests = manifestAt(home.manifest);
+    digests["01 Ink Drop/01 Ink Drop.motr"] = digestOf(readFile(file));
+    writeManifest(home.manifest, digests);
+    Launch launch = program({"--install"});
+    launch.largestFile = 100'000;
+    const TreeSnapshot before = TreeSnapshot::of(disk->path());
+    const Outcome outcome = Child(launch).wait();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de copier « " + file.string() + " » vers « " +
+                                          home.backups.string()))
+        << outcome.error;
+    EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
+    EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
+}
+
+TEST_F(MoviesOnAnotherDisk, IsAtHomeBehindALinkToALink) {
+    fs::remove(home.folder / "Movies");
+    fs::create_directory_symlink(disk->path(), folder / "disk");
+    fs::create_directory_symlink(folder / "disk", home.folder / "Movies");
+    liveIn(home, home.folder.string());
+}
+
+TEST_F(MoviesOnAnotherDisk, ThatIsUnpluggedStopsTheRun) {
+    fs::remove(home.folder / "Movies");
+    fs::create_directory_symlink("/dev/shm/no-such-disk", home.folder / "Movies");
+    const fs::path first = home.folder / "Movies";
+    const TreeSnapshot before = home.kept();
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de créer le dossier « " + first.string()))
+        << outcome.error;
+    EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
+    EXPECT_EQ(difference(before, home.kept()), "");
+    EXPECT_FALSE(fs::exists("/dev/shm/no-such-disk"));
+}
+
+} // namespace

@@ -1,0 +1,174 @@
+#include "tests/end-to-end/EndToEnd.hpp"
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace tests;
+
+struct RecoveryFromFailure : EndToEnd {
+    static constexpr unsigned limit = 100'000;
+
+    /// The program, in whose run no file can grow beyond the limit.
+    Launch bounded(const Arguments& arguments) const {
+        Launch launch = program(arguments);
+        launch.largestFile = limit;
+        return launch;
+    }
+
+    static std::string cannotCopy(const fs::path& from, const fs::path& to, const std::string& reason) {
+        return "Impossible de copier « " + from.string() + " » vers « " + to.string() + " » : " + reason +
+               ".";
+    }
+};
+
+TEST_F(RecoveryFromFailure, OfTheCopyOfEachTemplateFile) {
+    home.fillAsLongUsed();
+    for (const std::string& transition : offeredTransitions) {
+        for (const std::string& name :
+             {transition + ".motr", std::string("large.png"), std::string("small.png")}) {
+            const fs::path file = product.templates / transition / name;
+            const std::string contents = readFile(file);
+            writeFile(file, std::string(limit + 1, 'x'));
+            expectRestored(bounded({"--install"}), home,
+                           cannotCopy(file, home.category / transition / name, "le fichier est trop grand"));
+            writeFile(file, contents);
+        }
+    }
+}
+
+TEST_F(RecoveryFromFailure, OfTheCopyOfATemplateInAFreshHome) {
+    const fs::path file = product.templates / "10 Box Turn/small.png";
+    writeFile(file, std::string(limit + 1, 'x'));
+    expectRestored(bounded({"--install"}), home,
+                   cannotCopy(file, home.category / "10 Box Turn/small.png", "le fichier est trop grand"));
+}
+
+TEST_F(RecoveryFromFailure, OfTheStagingOfTheApplication) {
+    home.fillAsLongUsed();
+    const fs::path file = product.application / "Contents/MacOS/Orvo Transitions";
+    writeFile(file, std::string(limit + 1, 'x'));
+    const std::set<std::string> earlier = home.backupNames();
+    const TreeSnapshot before = home.kept();
+    const Outcome outcome = Child(bounded({"--install"})).wait();
+    const fs::path backup = newBackup(home, earlier);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de copier « " + file.string() + " » vers « " +
+                                          home.support.string() + "/Staging-"))
+        << outcome.error;
+    EXPECT_TRUE(outcome.error.ends_with("/Orvo Transitions.app/Contents/MacOS/Orvo Transitions » : le "
+                                        "fichier est trop grand.\nSauvegarde : " +
+                                        backup.string() + "\nÉtat précédent restauré.\n"))
+        << outcome.error;
+    EXPECT_EQ(difference(before, home.kept()), "");
+    EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
+}
+
+TEST_F(RecoveryFromFailure, OfAFolderThatCannotBeMade) {
+    const fs::path file = home.category / "10 Box Turn";
+    writeFile(file, "a file where a folder is needed");
+    expectRestored({"--install"}, "Impossible de créer le dossier « " + file.string() +
+                                      " » : un élément porte déjà ce nom.");
+}
+
+TEST_F(RecoveryFromFailure, OfAFolderFarUpThatCannotBeMade) {
+    writeFile(home.folder / "Movies/Motion Templates.localized", "a file where a folder is needed");
+    const TreeSnapshot before = home.kept();
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de créer le dossier « " + home.folder.string() +
+                                          "/Movies/Motion"))
+        << outcome.error;
+    EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
+    EXPECT_EQ(difference(before, home.kept()), "");
+}
+
+TEST_F(RecoveryFromFailure, OfTheApplicationsFolder) {
+    const fs::path file = home.folder / "Applications";
+    writeFile(file, "a file where a folder is needed");
+    expectRestored({"--install"}, "Impossible de créer le dossier « " + file.string() +
+                                      " » : un élément porte déjà ce nom.");
+}
+
+TEST_F(RecoveryFromFailure, OfTheSupportFolderChangesNothing) {
+    writeFile(home.support, "a file where a folder is needed");
+    const TreeSnapshot before = home.everything();
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de créer le dossier « " + home.support.string()))
+        << outcome.error;
+    EXPECT_EQ(difference(before, home.everything()), "");
+}
+
+TEST_F(RecoveryFromFailure, NamesWhatCouldNotBePutBackAndRestoresTheRest) {
+    home.fillAsLongUsed();
+    const TreeSnapshot before = home.kept();
+    const std::string lost = "Templates/02 Page Fold/small.png";
+    product.onToolCall("[ $call = 2 ] && { rm '" + home.backups.string() + "'/*/'" + lost +
+                       "'; printf 'mal signée'; exit 1; }; :");
+    const Outcome outcome = run({"--install"});
+    const fs::path backup = newBackup(home, {});
+    const fs::path place = home.category / "02 Page Fold/small.png";
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.error, "mal signée\nSauvegarde : " + backup.string() + "\nImpossible de déplacer « " +
+                                 (backup / lost).string() + " » vers « " + place.string() +
+                                 " » : ce fichier ou ce dossier n’existe pas.\n");
+    EXPECT_EQ(difference(before.without(place.lexically_relative(home.folder).string()), home.kept()), "");
+}
+
+TEST_F(RecoveryFromFailure, OfADiskThatIsFull) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    home.fillAsLongUsed();
+    const fs::path copy = home.category / "09 Dye Bloom/small.png";
+    expectRestored(
+        injecting(program({"--install"}), {"-P", copy.string(), "-e", "trace=copy_file_range,ioctl", "-e",
+                                           "inject=copy_file_range,ioctl:error=ENOSPC"}),
+        home, cannotCopy(product.templates / "09 Dye Bloom/small.png", copy, "le disque est plein"));
+}
+
+TEST_F(RecoveryFromFailure, OfTheWritingOfAManifest) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    home.fillAsLongUsed();
+    for (const fs::path& manifest : {home.manifest, home.legacyManifest}) {
+        expectRestored(injecting(program({"--install"}), {"-P", manifest.string(), "-e", "trace=rename", "-e",
+                                                          "inject=rename:error=ENOSPC"}),
+                       home, "Impossible d’écrire « " + manifest.string() + " » : le disque est plein.");
+    }
+}
+
+TEST_F(RecoveryFromFailure, OfACopyThatIsNotWhatItShouldBe) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    home.fillAsLongUsed();
+    const fs::path copy =
+        home.category / "09 Dye Bloom/09 Dye Bloom.motr"; // the copy ends before its first byte
+    expectRestored(injecting(program({"--install"}),
+                             {"-P", copy.string(), "-e", "trace=copy_file_range,ioctl", "-e",
+                              "inject=ioctl:error=EOPNOTSUPP", "-e", "inject=copy_file_range:retval=0"}),
+                   home, "Vérification du template échouée : 09 Dye Bloom/09 Dye Bloom.motr");
+    EXPECT_EQ(product.toolCalls().size(), 1U); // the installed application is checked after the templates
+}
+
+TEST_F(RecoveryFromFailure, OfTheLastStepOfAnInstall) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    home.fillAsLongUsed();
+    expectRestored(injecting(program({"--install"}), {"-P", home.manifest.string(), "-e", "trace=fsync", "-e",
+                                                      "inject=fsync:error=EIO"}),
+                   home,
+                   "Impossible d’enregistrer sur le disque « " + home.manifest.string() +
+                       " » : le disque a signalé une erreur d’entrée-sortie.");
+}
+
+} // namespace

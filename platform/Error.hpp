@@ -24,7 +24,8 @@ private:
 /// The French reason for a number of errno.h, without a final full stop ("ce fichier n’existe pas").
 std::string reason(int number);
 
-/// The error "Impossible de ATTEMPT « PATH » : REASON.", for instance with the attempt "lire".
+/// The error "Impossible de ATTEMPT « PATH » : REASON.", for instance with the attempt "lire"; "Impossible
+/// d’ATTEMPT …" before a vowel.
 Error fileError(std::string_view attempt, const std::filesystem::path& path, int number);
 
 /// The same with a reason of its own.

@@ -58,7 +58,8 @@ public:
     /// Removes a file, a link or a whole folder.
     void removeItem(const std::filesystem::path& path) const;
 
-    /// Removes a folder when it is empty; returns whether it did. A folder that is not there is no error.
+    /// Removes a folder when it is empty; returns whether it did. That there is none, or a file or a link in
+    /// its place, is no error.
     bool removeEmptyFolder(const std::filesystem::path& path) const;
 
     /// The name under which an unfinished item stands beside its final place.

@@ -1,5 +1,6 @@
 #include "platform/Error.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -41,6 +42,13 @@ constexpr std::array reasons{
     Reason{EXDEV, "les deux emplacements sont sur des disques différents"},
 };
 
+/// The beginning of every sentence; the attempt is a verb, before which French elides "de" at a vowel.
+std::string impossible(std::string_view attempt) {
+    constexpr std::array<std::string_view, 7> vowels{"a", "e", "i", "o", "u", "é", "ê"};
+    const bool isElided = std::ranges::any_of(vowels, [&](auto vowel) { return attempt.starts_with(vowel); });
+    return (isElided ? "Impossible d’" : "Impossible de ") + std::string(attempt);
+}
+
 } // namespace
 
 std::string reason(int number) {
@@ -53,20 +61,17 @@ std::string reason(int number) {
 }
 
 Error fileError(std::string_view attempt, const std::filesystem::path& path, int number) {
-    return Error("Impossible de " + std::string(attempt) + " « " + path.string() + " » : " + reason(number) +
-                     ".",
-                 number);
+    return Error(impossible(attempt) + " « " + path.string() + " » : " + reason(number) + ".", number);
 }
 
 Error fileError(std::string_view attempt, const std::filesystem::path& path, std::string_view reason) {
-    return Error("Impossible de " + std::string(attempt) + " « " + path.string() +
-                 " » : " + std::string(reason) + ".");
+    return Error(impossible(attempt) + " « " + path.string() + " » : " + std::string(reason) + ".");
 }
 
 Error fileError(std::string_view attempt, const std::filesystem::path& from, const std::filesystem::path& to,
                 int number) {
-    return Error("Impossible de " + std::string(attempt) + " « " + from.string() + " » vers « " +
-                     to.string() + " » : " + reason(number) + ".",
+    return Error(impossible(attempt) + " « " + from.string() + " » vers « " + to.string() +
+                     " » : " + reason(number) + ".",
                  number);
 }
 

@@ -192,7 +192,7 @@ bool FileManager::removeEmptyFolder(const fs::path& path) const {
     if (retrying([&] { return ::rmdir(path.c_str()); }) == 0) {
         return true;
     }
-    if (errno == ENOTEMPTY || errno == EEXIST || errno == ENOENT) {
+    if (errno == ENOTEMPTY || errno == EEXIST || errno == ENOENT || errno == ENOTDIR) {
         return false;
     }
     throw fileError("supprimer le dossier", path, errno);

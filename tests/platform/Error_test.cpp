@@ -14,6 +14,13 @@ TEST(ErrorTest, SaysWhatWasAttemptedWhereAndWhy) {
                  "Impossible de déplacer « /a » vers « /b » : le disque est plein.");
 }
 
+TEST(ErrorTest, ElidesBeforeAVowel) {
+    EXPECT_STREQ(platform::fileError("écrire", "/a", ENOSPC).what(),
+                 "Impossible d’écrire « /a » : le disque est plein.");
+    EXPECT_STREQ(platform::fileError("enregistrer sur le disque", "/a", "non").what(),
+                 "Impossible d’enregistrer sur le disque « /a » : non.");
+}
+
 TEST(ErrorTest, NamesTheNumberOfAReasonThatItDoesNotKnow) {
     EXPECT_EQ(platform::reason(ECHILD).find("erreur " + std::to_string(ECHILD) + " du système ("), 0U);
 }

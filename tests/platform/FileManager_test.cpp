@@ -146,6 +146,8 @@ TEST_F(FileManagerTest, RemovesOnlyEmptyFolders) {
     EXPECT_FALSE(files.removeEmptyFolder(folder / "full"));
     EXPECT_TRUE(files.removeEmptyFolder(folder / "empty"));
     EXPECT_FALSE(files.removeEmptyFolder(folder / "absent"));
+    EXPECT_FALSE(files.removeEmptyFolder(folder / "full/file"));
+    EXPECT_FALSE(files.removeEmptyFolder(folder / "full/file/absent"));
     EXPECT_TRUE(fs::exists(folder / "full/file"));
 }
 

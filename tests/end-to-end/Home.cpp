@@ -108,6 +108,7 @@ void Home::fillAsLongUsed() const {
     writeFile(hiddenList,
               "Vieux dossier\n" + std::string(legacyName) + "\nAutre"); // no end of line at the end
     fs::permissions(category / "01 Ink Drop", fs::perms(0750));
+    fs::permissions(category / "10 Dye Bloom", fs::perms(0700)); // a run empties and removes this one
     dateLongAgo(folder);
 }
 

@@ -133,15 +133,19 @@ TEST_F(RecoveryFromFailure, OfADiskThatIsFull) {
         home, cannotCopy(product.templates / "09 Dye Bloom/small.png", copy, "le disque est plein"));
 }
 
-TEST_F(RecoveryFromFailure, OfTheWritingOfAManifest) {
+TEST_F(RecoveryFromFailure, OfEachWritingOfAFile) {
     if (!canInject()) {
         GTEST_SKIP() << "strace cannot trace here";
     }
     home.fillAsLongUsed();
-    for (const fs::path& manifest : {home.manifest, home.legacyManifest}) {
-        expectRestored(injecting(program({"--install"}), {"-P", manifest.string(), "-e", "trace=rename", "-e",
-                                                          "inject=rename:error=ENOSPC"}),
-                       home, "Impossible d’écrire « " + manifest.string() + " » : le disque est plein.");
+    int renaming = 1; // the first one is the journal's
+    for (const fs::path& file :
+         {home.legacy / "10 Dye Bloom/10 Dye Bloom.motr", home.legacy / "12 Pane Burst/12 Pane Burst.motr",
+          home.hiddenList, home.manifest, home.legacyManifest}) {
+        expectRestored(injecting(program({"--install"}),
+                                 {"-e", "trace=rename", "-e",
+                                  "inject=rename:error=ENOSPC:when=" + std::to_string(++renaming)}),
+                       home, "Impossible d’écrire « " + file.string() + " » : le disque est plein.");
     }
 }
 

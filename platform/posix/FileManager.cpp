@@ -138,7 +138,7 @@ void FileManager::makeFolder(const fs::path& path) const {
         return;
     }
     int number = errno;
-    if (number == ENOENT && path.has_relative_path() && path.parent_path() != path) {
+    if ((number == ENOENT || number == ENOTDIR) && path.has_relative_path() && path.parent_path() != path) {
         makeFolder(path.parent_path());
         if (retrying([&] { return ::mkdir(path.c_str(), 0777); }) == 0) {
             return;

@@ -145,8 +145,8 @@ TEST_F(PackInstallerTest, MkdirCreatesTheWholeChainAndAcceptsAnExistingFolder) {
 TEST_F(PackInstallerTest, MkdirThrowsUnderAFile) {
     writeFile(folder / "file", "");
     EXPECT_EQ(messageOf<platform::Error>([&] { installer.mkdir(folder / "file/folder"); }),
-              "Impossible de créer le dossier « " + (folder / "file/folder").string() +
-                  " » : un élément du chemin n’est pas un dossier.");
+              "Impossible de créer le dossier « " + (folder / "file").string() +
+                  " » : un élément porte déjà ce nom.");
     EXPECT_EQ(messageOf<platform::Error>([&] { installer.mkdir(folder / "file"); }),
               "Impossible de créer le dossier « " + (folder / "file").string() +
                   " » : un élément porte déjà ce nom.");

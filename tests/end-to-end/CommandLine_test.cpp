@@ -102,7 +102,7 @@ TEST_F(CommandLine, WorksFromAnyWorkingFolder) {
 }
 
 TEST_F(CommandLine, FindsItsResourcesWhenStartedThroughALink) {
-    const fs::path link = folder / "bin/orvo-installer";
+    const fs::path link = programs / "bin/orvo-installer";
     fs::create_directories(link.parent_path());
     fs::create_symlink("../product/orvo-installer", link);
     Launch launch = program({"--install"});

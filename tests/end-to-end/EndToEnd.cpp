@@ -7,6 +7,10 @@ namespace fs = std::filesystem;
 
 namespace tests {
 
+fs::path memoryOrDisk() {
+    return fs::is_directory("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
+}
+
 Launch EndToEnd::program(const Arguments& arguments) const {
     Launch launch{{product.program.string()}};
     launch.words.insert(launch.words.end(), arguments.begin(), arguments.end());

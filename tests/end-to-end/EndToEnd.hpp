@@ -19,11 +19,16 @@ using Arguments = std::vector<std::string>;
 inline const std::string uninstalledText =
     "Sélection désinstallée. Le composant commun est conservé si d’autres transitions Orvo en dépendent.";
 
+/// Where homes are made: in memory where the system offers that, which spares the tests the wait for the
+/// disk.
+std::filesystem::path memoryOrDisk();
+
 /// A product and a home of the test's own, and the program run as a user would run it.
 class EndToEnd : public testing::Test {
 protected:
-    TemporaryFolder folder;
-    Product product{folder / "product"};
+    TemporaryFolder folder{memoryOrDisk()}; ///< for homes
+    TemporaryFolder programs;               ///< for what is executed
+    Product product{programs / "product"};
     Home home{folder / "home"};
 
     /// The program with these arguments, the home being the user's.
@@ -65,7 +70,7 @@ bool canInject();
 /// The launch under a tracer that makes system calls fail; `what` is in strace's words.
 Launch injecting(const Launch& launch, const Arguments& what);
 
-/// The text and where the backup of the only run that is not among the earlier ones lies.
+/// Where the backup of the only run that is not among the earlier ones lies.
 std::filesystem::path newBackup(const Home& home, const std::set<std::string>& earlier);
 
 } // namespace tests

@@ -59,6 +59,24 @@ TEST_F(OlderCategory, IsNotMarkedTwice) {
     EXPECT_FALSE(fs::exists(backup / "Legacy"));
 }
 
+TEST_F(OlderCategory, MayHoldAVeryLargeTemplate) {
+    const std::string path = "11 Box Turn/11 Box Turn.motr";
+    const std::string pixels(50'000'000, 'A');
+    const std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE ozxmlscene>\n"
+                             "<ozml><template><flags>1</flags></template><build></build><data>" +
+                             pixels + "</data></ozml>\n";
+    writeFile(home.legacy / path, text);
+    Digests digests = manifestAt(home.legacyManifest);
+    digests[path] = digestOf(text);
+    writeManifest(home.legacyManifest, digests);
+    const fs::path backup = install();
+    const std::string marked = readFile(home.legacy / path);
+    EXPECT_NE(marked.find("<flags>3</flags>"), std::string::npos);
+    EXPECT_NE(marked.find("<data>" + pixels + "</data>"), std::string::npos);
+    EXPECT_EQ(manifestAt(home.legacyManifest).at(path), digestOf(marked));
+    EXPECT_TRUE(readFile(backup / "Legacy" / path) == text);
+}
+
 TEST_F(OlderCategory, LosesTheFilesOfTheSelectionByAnUninstall) {
     install();
     const fs::path backup = uninstall({"--only", "10 Box Turn"});

@@ -74,16 +74,10 @@ TEST_F(RecoveryFromFailure, OfAFolderThatCannotBeMade) {
 }
 
 TEST_F(RecoveryFromFailure, OfAFolderFarUpThatCannotBeMade) {
-    writeFile(home.folder / "Movies/Motion Templates.localized", "a file where a folder is needed");
-    const TreeSnapshot before = home.kept();
-    const Outcome outcome = run({"--install"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_TRUE(outcome.error.starts_with("Impossible de créer le dossier « " + home.folder.string() +
-                                          "/Movies/Motion"))
-        << outcome.error;
-    EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
-    EXPECT_EQ(difference(before, home.kept()), "");
+    const fs::path file = home.folder / "Movies/Motion Templates.localized";
+    writeFile(file, "a file where a folder is needed");
+    expectRestored({"--install"}, "Impossible de créer le dossier « " + file.string() +
+                                      " » : un élément porte déjà ce nom.");
 }
 
 TEST_F(RecoveryFromFailure, OfTheApplicationsFolder) {
@@ -99,8 +93,10 @@ TEST_F(RecoveryFromFailure, OfTheSupportFolderChangesNothing) {
     const Outcome outcome = run({"--install"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_TRUE(outcome.error.starts_with("Impossible de créer le dossier « " + home.support.string()))
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de créer le dossier « " + home.support.string() +
+                                          " » : un élément porte déjà ce nom.\nSauvegarde : "))
         << outcome.error;
+    EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
     EXPECT_EQ(difference(before, home.everything()), "");
 }
 

@@ -20,7 +20,7 @@ struct RunningEditor : EndToEnd {
     int starts = 0;
 
     void start(const std::string& information) {
-        const fs::path contents = folder / ("Editor " + std::to_string(++starts) + ".app/Contents");
+        const fs::path contents = programs / ("Editor " + std::to_string(++starts) + ".app/Contents");
         const fs::path executable = contents / "MacOS/editor";
         fs::create_directories(executable.parent_path());
         fs::copy_file(fs::canonical("/bin/sleep"), executable);

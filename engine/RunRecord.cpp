@@ -27,7 +27,7 @@ std::string inside(const Json& object, const char* key) {
     auto text = object.at(key).get<std::string>();
     const std::filesystem::path path(text);
     const bool goesDown =
-        !text.empty() && path.is_relative() && path.has_filename() &&
+        !text.empty() && text.find('\0') == std::string::npos && path.is_relative() && path.has_filename() &&
         std::ranges::none_of(path, [](const auto& part) { return part == ".." || part == "."; });
     if (!goesDown) {
         refuse();

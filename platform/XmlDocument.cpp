@@ -238,6 +238,22 @@ std::string XmlDocument::prettyPrinted() {
     return text;
 }
 
+std::string XmlDocument::Element::name() const {
+    const std::string local(view(node->name));
+    const bool hasPrefix = node->ns != nullptr && node->ns->prefix != nullptr;
+    return hasPrefix ? std::string(view(node->ns->prefix)) + ":" + local : local;
+}
+
+std::vector<XmlDocument::Element> XmlDocument::Element::children() const {
+    std::vector<Element> elements;
+    for (xmlNode* child = node->children; child != nullptr; child = child->next) {
+        if (isElement(child)) {
+            elements.push_back(Element(child));
+        }
+    }
+    return elements;
+}
+
 std::optional<XmlDocument::Element> XmlDocument::Element::firstChild(std::string_view name) const {
     for (xmlNode* child = node->children; child != nullptr; child = child->next) {
         if (isElement(child) && (child->ns == nullptr || child->ns->prefix == nullptr) &&

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace platform {
 
@@ -17,6 +18,12 @@ public:
     /// An element of a document; it is valid as long as the document.
     class Element {
     public:
+        /// The name, prefix included.
+        std::string name() const;
+
+        /// The child elements, in document order.
+        std::vector<Element> children() const;
+
         /// The first child element with exactly this name, prefix included.
         std::optional<Element> firstChild(std::string_view name) const;
 

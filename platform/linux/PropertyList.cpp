@@ -1,64 +1,74 @@
 #include "platform/PropertyList.hpp"
 
 #include "platform/Error.hpp"
+#include "platform/XmlDocument.hpp"
+#include "platform/linux/BinaryPropertyList.hpp"
 
-#include <plist/plist.h>
-
-#include <cstdlib>
-#include <limits>
-#include <memory>
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <vector>
 
 namespace platform {
 namespace {
 
-struct FreeList {
-    void operator()(plist_t list) const { plist_free(list); }
-};
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
-};
-using List = std::unique_ptr<void, FreeList>;
+using Element = XmlDocument::Element;
 
-List parse(std::string_view bytes) {
-    plist_t list = nullptr;
-    if (bytes.size() <= std::numeric_limits<std::uint32_t>::max()) {
-        plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &list);
+bool isValue(const Element& element) {
+    constexpr std::array<std::string_view, 9> kinds{"string",  "dict", "array", "true", "false",
+                                                    "integer", "real", "date",  "data"};
+    return std::ranges::find(kinds, element.name()) != kinds.end();
+}
+
+/// The entries of a dictionary stand as a key, its value, a key, its value.
+std::optional<PropertyList> readDictionary(const Element& dictionary) {
+    PropertyList list;
+    list.isDictionaryOfStrings = true;
+    const std::vector<Element> items = dictionary.children();
+    for (std::size_t at = 0; at < items.size(); at += 2) {
+        if (at + 1 == items.size() || items[at].name() != "key" || !isValue(items[at + 1])) {
+            return std::nullopt;
+        }
+        if (items[at + 1].name() == "string") {
+            list.strings[items[at].text()] = items[at + 1].text();
+        } else {
+            list.isDictionaryOfStrings = false;
+        }
     }
-    return List(list);
+    return list;
+}
+
+std::optional<PropertyList> readXml(std::string_view bytes) {
+    const XmlDocument document(bytes);
+    const std::optional<Element> root = document.root();
+    if (!root || root->name() != "plist") {
+        return std::nullopt;
+    }
+    const std::vector<Element> values = root->children();
+    if (values.size() != 1 || !isValue(values.front())) {
+        return std::nullopt;
+    }
+    return values.front().name() == "dict" ? readDictionary(values.front()) : PropertyList();
+}
+
+std::optional<PropertyList> readList(std::string_view bytes) {
+    try {
+        return isBinaryPropertyList(bytes) ? readBinaryPropertyList(bytes) : readXml(bytes);
+    } catch (const Error&) {
+        return std::nullopt;
+    }
 }
 
 } // namespace
 
+// The lists read here are other people's. The usual library stops the program on some of them and takes
+// memory without bound for others, so the little that is needed is read here.
 PropertyList parsePropertyList(std::string_view bytes, const std::filesystem::path& source) {
-    const List list = parse(bytes);
+    const std::optional<PropertyList> list = readList(bytes);
     if (!list) {
         throw fileError("lire", source, "ce n’est pas une liste de propriétés valide");
     }
-    PropertyList result;
-    if (plist_get_node_type(list.get()) != PLIST_DICT) {
-        return result;
-    }
-    result.isDictionaryOfStrings = true;
-    plist_dict_iter iterator = nullptr;
-    plist_dict_new_iter(list.get(), &iterator);
-    const std::unique_ptr<void, FreeMemory> iteratorOwner(iterator);
-    for (;;) {
-        char* key = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(list.get(), iterator, &key, &value);
-        const std::unique_ptr<char, FreeMemory> keyOwner(key);
-        if (key == nullptr) {
-            return result;
-        }
-        std::uint64_t length = 0;
-        const char* text =
-            plist_get_node_type(value) == PLIST_STRING ? plist_get_string_ptr(value, &length) : nullptr;
-        if (text == nullptr) {
-            result.isDictionaryOfStrings = false;
-        } else {
-            result.strings[key] = std::string(text, length);
-        }
-    }
+    return *list;
 }
 
 } // namespace platform

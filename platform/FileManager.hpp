@@ -41,6 +41,9 @@ public:
     /// Creates the folder and every missing one above it; an existing folder is not an error.
     void makeFolder(const std::filesystem::path& path) const;
 
+    /// The same, and returns once the way to the folder is on the disk.
+    void makeFolderDurably(const std::filesystem::path& path) const;
+
     /// Copies a file, a link or a whole folder to a place where nothing stands, with permissions, dates and
     /// extended attributes; clones where the file system can. A failed copy leaves what it had written.
     void copyItem(const std::filesystem::path& from, const std::filesystem::path& to) const;
@@ -65,6 +68,9 @@ public:
     /// The name under which an unfinished item stands beside its final place.
     static std::filesystem::path temporaryName(const std::filesystem::path& path);
 
+    /// True for the names that `temporaryName` gives.
+    static bool isTemporaryName(const std::filesystem::path& path);
+
     /// Calls `visit` for every item below the folder, at every depth, links not followed; a missing folder
     /// has none. The second argument tells whether the item is a folder.
     void enumerate(const std::filesystem::path& folder,
@@ -73,7 +79,7 @@ public:
     /// Sets the modification date to the current date and time.
     void touch(const std::filesystem::path& path) const;
 
-    /// The permission bits of a folder, or nothing when no folder stands there.
+    /// The permission bits of a folder, or nothing when no folder stands there; a link counts by its target.
     std::optional<unsigned> folderPermissions(const std::filesystem::path& path) const;
     void setPermissions(const std::filesystem::path& path, unsigned permissions) const;
 

@@ -127,7 +127,9 @@ void copyFile(const fs::path& from, const fs::path& to, const struct stat& origi
 
 void copyLink(const fs::path& from, const fs::path& to, const struct stat& original) {
     std::error_code failure;
-    fs::copy_symlink(from, to, failure);
+    do {
+        fs::copy_symlink(from, to, failure);
+    } while (failure == std::errc::interrupted);
     if (failure) {
         throw fileError("copier", from, to, failure.value());
     }

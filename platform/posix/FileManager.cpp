@@ -47,6 +47,7 @@ bool writeAll(int descriptor, std::string_view bytes) {
 
 namespace {
 
+constexpr const char* temporaryEnding = ".orvo-partial";
 constexpr std::size_t pieceSize = std::size_t{256} * 1024;
 
 /// Writes a new file; after a failure nothing of it is left.
@@ -58,9 +59,18 @@ void writeNewFile(const fs::path& path, std::string_view contents) {
     }
     if (!parts::writeAll(file.get(), contents) || !file.close()) {
         const int number = errno;
-        ::unlink(path.c_str());
+        retrying([&] { return ::unlink(path.c_str()); });
         throw fileError("écrire", path, number);
     }
+}
+
+/// Removes the item with all in it, and goes on after a signal.
+std::error_code removeAll(const fs::path& path) {
+    std::error_code failure;
+    do {
+        fs::remove_all(path, failure);
+    } while (failure == std::errc::interrupted);
+    return failure;
 }
 
 } // namespace
@@ -128,7 +138,7 @@ void FileManager::writeAtomically(const fs::path& path, std::string_view content
     writeNewFile(temporary, contents);
     if (retrying([&] { return ::rename(temporary.c_str(), path.c_str()); }) != 0) {
         const int number = errno;
-        ::unlink(temporary.c_str());
+        retrying([&] { return ::unlink(temporary.c_str()); });
         throw fileError("écrire", path, number);
     }
 }
@@ -152,6 +162,15 @@ void FileManager::makeFolder(const fs::path& path) const {
     }
 }
 
+void FileManager::makeFolderDurably(const fs::path& path) const {
+    std::vector<fs::path> changed{path.parent_path()};
+    while (!exists(changed.back()) && changed.back() != changed.back().parent_path()) {
+        changed.push_back(changed.back().parent_path());
+    }
+    makeFolder(path);
+    synchronize(changed);
+}
+
 void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) const {
     const fs::path temporary = temporaryName(to);
     try {
@@ -161,10 +180,9 @@ void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) cons
         synchronize(items);
         parts::renameExclusively(temporary, to);
         synchronize({to.parent_path()});
-    } catch (const Error&) {
-        std::error_code ignored; // the failure that is reported is the first one
-        fs::remove_all(temporary, ignored);
-        throw;
+    } catch (const Error& error) {
+        removeAll(temporary); // the failure that is reported is the first one
+        throw fileError("copier", from, to, error.number());
     }
 }
 
@@ -181,9 +199,7 @@ void FileManager::moveItem(const fs::path& from, const fs::path& to,
 }
 
 void FileManager::removeItem(const fs::path& path) const {
-    std::error_code failure;
-    fs::remove_all(path, failure);
-    if (failure) {
+    if (const std::error_code failure = removeAll(path)) {
         throw fileError("supprimer", path, failure.value());
     }
 }
@@ -201,8 +217,13 @@ bool FileManager::removeEmptyFolder(const fs::path& path) const {
 fs::path FileManager::temporaryName(const fs::path& path) {
     fs::path name(".");
     name += path.filename();
-    name += ".orvo-partial";
+    name += temporaryEnding;
     return path.parent_path() / name;
+}
+
+bool FileManager::isTemporaryName(const fs::path& path) {
+    const std::string name = path.filename().string();
+    return name.starts_with('.') && name.ends_with(temporaryEnding);
 }
 
 void FileManager::enumerate(const fs::path& folder,
@@ -230,7 +251,7 @@ void FileManager::touch(const fs::path& path) const {
 
 std::optional<unsigned> FileManager::folderPermissions(const fs::path& path) const {
     struct stat found {};
-    if (retrying([&] { return ::lstat(path.c_str(), &found); }) != 0 || !S_ISDIR(found.st_mode)) {
+    if (retrying([&] { return ::stat(path.c_str(), &found); }) != 0 || !S_ISDIR(found.st_mode)) {
         return std::nullopt;
     }
     return found.st_mode & 07777U;

@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(std::ranges::all_of(
         record.places, [](const auto& place) { return staysBelow(place.path) && staysBelow(place.saved); }));
     fuzz::require(
-        std::ranges::all_of(record.folders, [](const auto& folder) { return staysBelow(folder.path); }));
+        std::ranges::all_of(record.folders, [](const auto& folder) { return staysBelow(folder.first); }));
     const std::string written = engine::encodeRunRecord(record);
     fuzz::require(engine::encodeRunRecord(engine::decodeRunRecord(written, "again")) == written);
     return 0;

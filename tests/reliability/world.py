@@ -10,7 +10,7 @@ from typing import Optional, Sequence
 
 from fixtures import (FAILING_CODESIGN, FAILING_PLUGINKIT, PASSING_TOOL, SUPPORT, Scenario, build_product)
 from tracing import HarnessError, Injection, Run, run
-from trees import Tree
+from trees import Entry, Tree
 
 EDITOR_RUNS = "Fermez Final Cut Pro et Motion"
 
@@ -72,6 +72,7 @@ class World:
         tree = Tree.read(self.home)
         movies = self.home / "Movies"
         if movies.is_symlink():
+            tree["Movies"] = Entry("link", 0)  # it leads to another place for each worker
             tree.update((f"Movies/{path}", entry) for path, entry in Tree.read(Path(os.readlink(movies))).items())
         return State(tree)
 

@@ -1,5 +1,6 @@
 #include "engine/Recovery.hpp"
 
+#include "platform/Error.hpp"
 #include "platform/Uuid.hpp"
 
 #include <algorithm>
@@ -10,6 +11,8 @@ namespace fs = std::filesystem;
 
 namespace engine {
 namespace {
+
+constexpr const char* setAsideName = "Interrupted-";
 
 /// Runs one step; a failure is noted and does not stop the others.
 template <typename Step>
@@ -40,22 +43,35 @@ std::vector<std::string> Recovery::undo(const std::vector<Change>& changes,
 
 std::vector<std::string> Recovery::undoInterrupted() const {
     Problems problems;
-    for (const Place& place : record.places) {
-        attempt(problems, [&] {
-            for (const fs::path& file : {installer.home / place.path, backup / place.saved}) {
-                const fs::path unfinished = platform::FileManager::temporaryName(file);
-                if (installer.fm.occupied(unfinished)) {
-                    installer.fm.removeItem(unfinished);
-                }
-            }
-        });
-    }
-    const fs::path kept = backup / ("Interrupted-" + platform::freshUuid());
+    removeUnfinished(problems);
+    const fs::path kept = backup / (setAsideName + platform::freshUuid());
     const Problems rest = undo(changesFoundOnDisk(), [&](const fs::path& place) { setAside(place, kept); });
     problems.insert(problems.end(), rest.begin(), rest.end());
     const fs::path staging = paths.support / record.staging;
     attempt(problems, [&] { installer.fm.removeItem(staging); });
     return problems;
+}
+
+/// Copies that were not finished stand beside the places, the saved copies and what was set aside before.
+void Recovery::removeUnfinished(Problems& problems) const {
+    std::vector<fs::path> unfinished;
+    for (const Place& place : record.places) {
+        unfinished.push_back(platform::FileManager::temporaryName(installer.home / place.path));
+        unfinished.push_back(platform::FileManager::temporaryName(backup / place.saved));
+    }
+    attempt(problems, [&] {
+        installer.fm.enumerate(backup, [&](const fs::path& item, bool) {
+            const std::string path = item.lexically_relative(backup).string();
+            if (path.starts_with(setAsideName) && platform::FileManager::isTemporaryName(item)) {
+                unfinished.push_back(item);
+            }
+        });
+    });
+    for (const fs::path& item : unfinished) {
+        if (installer.fm.occupied(item)) {
+            attempt(problems, [&] { installer.fm.removeItem(item); });
+        }
+    }
 }
 
 std::vector<Change> Recovery::changesFoundOnDisk() const {
@@ -110,8 +126,12 @@ void Recovery::removeMadeFolders(Problems& problems) const {
 
 void Recovery::setAside(const fs::path& place, const fs::path& folder) const {
     const fs::path kept = folder / place.lexically_relative(installer.home);
-    installer.mkdir(kept.parent_path());
-    installer.fm.moveItem(place, kept);
+    try {
+        installer.mkdir(kept.parent_path());
+        installer.fm.moveItem(place, kept);
+    } catch (const platform::Error& failure) {
+        throw platform::fileError("mettre de côté", place, failure.number());
+    }
 }
 
 void Recovery::synchronize(const std::vector<Change>& changes) const {

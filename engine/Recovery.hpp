@@ -29,6 +29,7 @@ public:
 private:
     using Problems = std::vector<std::string>;
 
+    void removeUnfinished(Problems& problems) const;
     void remakeFolders(Problems& problems) const;
     void putBack(const Change& change,
                  const std::function<void(const std::filesystem::path&)>& discard) const;

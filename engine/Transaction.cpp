@@ -4,6 +4,7 @@
 #include "engine/PackTitles.hpp"
 #include "engine/Recovery.hpp"
 #include "engine/Verification.hpp"
+#include "platform/Error.hpp"
 #include "platform/Uuid.hpp"
 
 #include <algorithm>
@@ -80,13 +81,19 @@ void Transaction::undoInterruptedRun() const {
         return;
     }
     const RunRecord found = interrupted->read();
-    const std::vector<std::string> problems = Recovery(installer, paths, found).undoInterrupted();
+    std::vector<std::string> problems = Recovery(installer, paths, found).undoInterrupted();
+    if (problems.empty()) {
+        try {
+            interrupted->end();
+        } catch (const platform::Error& failure) {
+            problems.emplace_back(failure.what());
+        }
+    }
     if (!problems.empty()) {
         throw InstallError("Une installation précédente a été interrompue et l’état d’avant n’a pas pu être "
                            "rétabli entièrement.\n" +
                            joined(problems) + "\nSauvegarde : " + (paths.backups / found.backup).string());
     }
-    interrupted->end();
 }
 
 void Transaction::readCatalog() {
@@ -233,7 +240,7 @@ void Transaction::recordFolder(const fs::path& path) {
 }
 
 void Transaction::createWorkFolders() {
-    installer.mkdir(backup);
+    installer.fm.makeFolderDurably(backup);
     journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl", recordText);
     recordText = {};
     if (digestOfManifests() != manifestsRead) {
@@ -349,20 +356,28 @@ void Transaction::commit() {
     journal->end();
 }
 
-/// What the run put in place, and every folder whose entries it may have changed.
+/// What the run put in place, what it saved, and every folder whose entries it may have changed.
 void Transaction::synchronizeWhatWasWritten() const {
     const auto synchronize = [this](const fs::path& item, bool) { installer.fm.synchronize({item}); };
+    std::set<fs::path> saving{{}};
     for (const Change& change : changes.list()) {
+        for (fs::path saved = change.saved; !saved.empty(); saved = saved.parent_path()) {
+            saving.insert(saved.parent_path());
+        }
         if (const fs::path place = installer.home / change.place; installer.fm.occupied(place)) {
             synchronize(place, false);
             installer.fm.enumerate(place, synchronize);
         }
+    }
+    for (const fs::path& folder : saving) {
+        synchronize(folder.empty() ? backup : backup / folder, true);
     }
     for (const auto& [path, permissions] : record.folders) {
         if (const fs::path folder = installer.home / path; installer.exists(folder)) {
             synchronize(folder, true);
         }
     }
+    synchronize(installer.home, true);
 }
 
 std::string Transaction::summary() const {

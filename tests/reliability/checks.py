@@ -12,7 +12,7 @@ from world import State
 
 RESTORED = "État précédent restauré."
 _SAVED_IN = re.compile(r"^Sauvegarde : (/.*)$", re.MULTILINE)
-_FRENCH = ("Impossible de ", "Une autre installation ", "Une installation précédente ", "codesign : ",
+_FRENCH = ("Impossible de ", "Impossible d’", "Une autre installation ", "Une installation précédente ", "codesign : ",
            "pluginkit : ", "Fichier modifié ou non reconnu", "Vérification du template échouée")
 _LEFTOVER = re.compile(r"\.orvo-partial$")
 

@@ -64,6 +64,8 @@ private:
                                          const Selection& selection);
 
     void perform(Command command);
+    void setControlsEnabled(bool enabled);
+    void choose(std::set<std::string> names);
     void showSuccess(bool uninstall);
     void showFailure(const std::string& description);
 

@@ -1,0 +1,221 @@
+#include "ui/InstallerDelegate.hpp"
+
+#include "engine/PackInstaller.hpp"
+#include "platform/Locations.hpp"
+#include "ui/Texts.hpp"
+
+#include <exception>
+#include <utility>
+#include <vector>
+
+namespace ui {
+namespace {
+
+const std::vector<Menu> mainMenu = {
+    {"",
+     {{texts::aboutItem, Command::about, ""},
+      {"", Command::about, ""},
+      {texts::quitItem, Command::terminate, "q"}}},
+    {texts::optionsTitle,
+     {{texts::customizeItem, Command::customize, ""}, {texts::uninstallItem, Command::uninstall, ""}}}};
+
+/// How a run ended: without an error it succeeded.
+struct Outcome {
+    std::optional<std::string> error;
+};
+
+Outcome outcomeOf(const std::function<std::string()>& work) {
+    try {
+        work();
+        return {};
+    } catch (const std::exception& error) {
+        return {error.what()};
+    } catch (...) {
+        return {texts::unknownFailure};
+    }
+}
+
+/// The pack's names; none when the catalogue cannot be read, which the next run reports.
+std::vector<std::string> namesIn(const std::filesystem::path& payload) {
+    try {
+        return engine::PackInstaller(std::nullopt, payload).names();
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+Accessory chooserBoxes(const std::vector<std::string>& names, const InstallerDelegate::Selection& selection) {
+    Accessory accessory{chooserGrid.width, chooserGrid.height, {}};
+    std::int64_t index = 0;
+    for (const std::string& name : names) {
+        accessory.boxes.push_back({name, chooserGrid.box(index++), !selection || selection->contains(name)});
+    }
+    return accessory;
+}
+
+std::set<std::string> tickedNames(const std::vector<std::string>& names, const std::vector<bool>& boxes) {
+    std::set<std::string> ticked;
+    for (std::size_t index = 0; index < names.size(); ++index) {
+        if (boxes.at(index)) {
+            ticked.insert(names[index]);
+        }
+    }
+    return ticked;
+}
+
+} // namespace
+
+InstallerDelegate::InstallerDelegate(Toolkit& applicationToolkit, Perform runPerform)
+    : payload(platform::payloadFolder()), toolkit(applicationToolkit), performRun(std::move(runPerform)) {}
+
+void InstallerDelegate::applicationDidFinishLaunching() {
+    toolkit.setCommandHandler([this](Command command) { perform(command); });
+    toolkit.becomeRegularApplication();
+    toolkit.setApplicationIcon(payload.parent_path() / "Orvo.icns");
+    optionsItem = &toolkit.installMainMenu(mainMenu);
+    window = &toolkit.makeWindow(windowTable);
+    toolkit.addIcon(controlTable.icon);
+    heading = &toolkit.addLabel(controlTable.heading);
+    subtitle = &toolkit.addLabel(controlTable.subtitle);
+    symbol = &toolkit.addImageView(controlTable.symbol);
+    spinner = &toolkit.addSpinner(controlTable.spinner);
+    status = &toolkit.addLabel(controlTable.status);
+    primary = &toolkit.addButton(controlTable.primary, Command::install);
+    toolkit.addLabel(controlTable.footer);
+    window->show();
+}
+
+void InstallerDelegate::perform(Command command) {
+    switch (command) {
+    case Command::about:
+        return about();
+    case Command::install:
+        return install();
+    case Command::customize:
+        return customize();
+    case Command::uninstall:
+        return uninstall();
+    case Command::terminate:
+        return toolkit.terminate();
+    }
+}
+
+void InstallerDelegate::about() {
+    window->beginSheet({AlertStyle::warning, texts::aboutMessage, texts::aboutInformative, {}, std::nullopt},
+                       [](const AlertResponse&) {});
+}
+
+void InstallerDelegate::install() {
+    if (completed) {
+        toolkit.terminate();
+    } else {
+        run(false);
+    }
+}
+
+void InstallerDelegate::run(bool uninstall) {
+    if (busy) {
+        return;
+    }
+    busy = true;
+    setControlsEnabled(false);
+    symbol->clear();
+    spinner->start();
+    heading->setText(uninstall ? texts::uninstalling : texts::installing);
+    subtitle->setText(texts::runningSubtitle);
+    status->setText("");
+
+    // The worker gets copies, so that nothing of the delegate is read off the main thread.
+    auto work = [run = performRun, folder = payload, chosen = selection, uninstall] {
+        return run(folder, uninstall, chosen);
+    };
+    toolkit.runOnWorker([this, &queue = toolkit, work = std::move(work), uninstall] {
+        const Outcome outcome = outcomeOf(work);
+        queue.runOnMainQueue([this, outcome, uninstall] {
+            busy = false;
+            spinner->stop();
+            setControlsEnabled(true);
+            if (outcome.error) {
+                showFailure(*outcome.error);
+            } else {
+                showSuccess(uninstall);
+            }
+        });
+    });
+}
+
+void InstallerDelegate::setControlsEnabled(bool enabled) {
+    primary->setEnabled(enabled);
+    optionsItem->setEnabled(enabled);
+    window->setCloseButtonEnabled(enabled);
+}
+
+void InstallerDelegate::showSuccess(bool uninstall) {
+    completed = true;
+    heading->setText(uninstall ? texts::uninstalled : texts::installed);
+    subtitle->setText(uninstall ? texts::uninstalledSubtitle : texts::installedSubtitle);
+    status->setText(uninstall ? "" : texts::installedStatus);
+    symbol->showSymbol(texts::successSymbol, texts::successDescription);
+    primary->setTitle(texts::finishTitle);
+}
+
+void InstallerDelegate::showFailure(const std::string& description) {
+    completed = false;
+    heading->setText(texts::failed);
+    subtitle->setText(texts::failedSubtitle);
+    status->setText(texts::failedStatus);
+    primary->setTitle(texts::retryTitle);
+    window->beginSheet({AlertStyle::warning, texts::failureMessage, description, {texts::ok}, std::nullopt},
+                       [](const AlertResponse&) {});
+}
+
+void InstallerDelegate::customize() {
+    if (busy) {
+        return;
+    }
+    const std::vector<std::string> names = namesIn(payload);
+    window->beginSheet({AlertStyle::warning,
+                        texts::chooserMessage,
+                        "",
+                        {texts::chooserConfirm, texts::cancel},
+                        chooserBoxes(names, selection)},
+                       [this, names](const AlertResponse& response) {
+                           if (response.first) {
+                               choose(tickedNames(names, response.boxes));
+                           }
+                       });
+}
+
+void InstallerDelegate::choose(std::set<std::string> names) {
+    const std::string count = std::to_string(names.size());
+    selection = std::move(names);
+    completed = false;
+    primary->setTitle(std::string(controlTable.primary.title));
+    heading->setText(std::string(controlTable.heading.text));
+    subtitle->setText(count + texts::selectedSuffix);
+    status->setText("");
+    symbol->clear();
+}
+
+void InstallerDelegate::uninstall() {
+    if (busy) {
+        return;
+    }
+    window->beginSheet({AlertStyle::warning,
+                        texts::confirmationMessage,
+                        texts::confirmationInformative,
+                        {texts::confirmationConfirm, texts::cancel},
+                        std::nullopt},
+                       [this](const AlertResponse& response) {
+                           if (response.first) {
+                               run(true);
+                           }
+                       });
+}
+
+std::string InstallerDelegate::performWithEngine(const std::filesystem::path& payload, bool uninstall,
+                                                 const Selection& selection) {
+    return engine::PackInstaller(std::nullopt, payload).perform(uninstall, selection);
+}
+
+} // namespace ui

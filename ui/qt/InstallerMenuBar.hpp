@@ -1,0 +1,33 @@
+#pragma once
+
+#include "ui/Toolkit.hpp"
+
+#include <QMenuBar>
+
+namespace ui::qt {
+
+/// The item in the bar that opens a menu.
+class MenuTitle final : public MenuItem {
+public:
+    explicit MenuTitle(QAction& menuAction) : action(menuAction) {}
+    void setEnabled(bool enabled) override { action.setEnabled(enabled); }
+
+private:
+    QAction& action;
+};
+
+/// The menus, dark like the window below them.
+class InstallerMenuBar final : public QMenuBar {
+public:
+    InstallerMenuBar(const std::vector<Menu>& menus, const std::function<void(Command)>& perform);
+
+    MenuItem& lastMenu() { return titles.back(); }
+
+private:
+    void addEntries(QMenu& menu, const std::vector<MenuEntry>& entries,
+                    const std::function<void(Command)>& perform);
+
+    std::vector<MenuTitle> titles;
+};
+
+} // namespace ui::qt

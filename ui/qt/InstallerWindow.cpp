@@ -1,0 +1,110 @@
+#include "ui/qt/InstallerWindow.hpp"
+
+#include "ui/qt/Colors.hpp"
+#include "ui/qt/TableReader.hpp"
+
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QPushButton>
+#include <QScreen>
+#include <QVBoxLayout>
+#include <QWindow>
+
+namespace ui::qt {
+
+InstallerWindow::InstallerWindow(const WindowTable& table, std::unique_ptr<InstallerMenuBar> menus,
+                                 std::function<bool()> requestTermination)
+    : QWidget(nullptr, Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                           Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint),
+      terminate(std::move(requestTermination)), menuBar(std::move(menus)) {
+    setWindowTitle(toText(table.title));
+    background.setFixedSize(static_cast<int>(table.width), static_cast<int>(table.height));
+    auto rows = std::make_unique<QVBoxLayout>();
+    rows->setContentsMargins(0, 0, 0, 0);
+    rows->setSpacing(0);
+    rows->setSizeConstraint(QLayout::SetFixedSize);
+    rows->setMenuBar(menuBar.get());
+    rows->addWidget(&background);
+    setLayout(rows.release()); // the window owns it now
+    for (QAction* menu : menuBar->actions()) {
+        addActions(menu->menu()->actions()); // so that shortcuts outlive a disabled menu bar
+    }
+}
+
+void InstallerWindow::show() {
+    adjustSize();
+    move(screen()->availableGeometry().center() - rect().center());
+    QWidget::show();
+    raise();
+    activateWindow();
+    defaultButton->setFocus(Qt::OtherFocusReason);
+}
+
+void InstallerWindow::setCloseButtonEnabled(bool enabled) {
+    // Changed on the window proper: the widget would hide and show itself to do it.
+    if (windowHandle() != nullptr) {
+        windowHandle()->setFlag(Qt::WindowCloseButtonHint, enabled);
+    }
+}
+
+void InstallerWindow::beginSheet(const Alert& alert, std::function<void(const AlertResponse&)> completion) {
+    pending.push_back({alert, std::move(completion)});
+    if (!sheet) {
+        showNextSheet();
+    }
+}
+
+void InstallerWindow::showNextSheet() {
+    menuBar->setEnabled(pending.empty());
+    if (pending.empty()) {
+        defaultButton->setFocus(Qt::OtherFocusReason);
+        return;
+    }
+    const PendingSheet next = std::move(pending.front());
+    pending.pop_front();
+    sheet.reset(new Sheet(
+        next.alert,
+        [this, completion = next.completion](const AlertResponse& response) {
+            sheet->hide();
+            sheet.reset();
+            showNextSheet();
+            completion(response);
+        },
+        &background));
+    sheet->drop();
+}
+
+bool InstallerWindow::focusNextPrevChild(bool next) {
+    setAttribute(Qt::WA_KeyboardFocusChange);
+    if (sheet) {
+        sheet->moveFocus(next);
+        return true;
+    }
+    if (focusWidget() != nullptr) {
+        focusWidget()->update();
+    }
+    return QWidget::focusNextPrevChild(next);
+}
+
+void InstallerWindow::keyPressEvent(QKeyEvent* event) {
+    const bool confirms = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (sheet) {
+        sheet->handleKey(event);
+    } else if (confirms && !event->isAutoRepeat()) {
+        defaultButton->click();
+    } else {
+        QWidget::keyPressEvent(event);
+    }
+}
+
+void InstallerWindow::mousePressEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) {
+        windowHandle()->startSystemMove();
+    }
+}
+
+void InstallerWindow::closeEvent(QCloseEvent* event) {
+    event->setAccepted(terminate());
+}
+
+} // namespace ui::qt

@@ -1,0 +1,53 @@
+#include "ui/qt/SpinnerView.hpp"
+
+#include "ui/qt/TableReader.hpp"
+#include "ui/qt/Texts.hpp"
+
+#include <QPainter>
+
+namespace ui::qt {
+namespace {
+
+constexpr int spokes = 8;
+constexpr int stepMilliseconds = 100;
+
+} // namespace
+
+SpinnerView::SpinnerView(const SpinnerControl& control, QWidget* parent) : QWidget(parent) {
+    setGeometry(toRect(control.frame, parent->height()));
+    setAccessibleName(toText(texts::spinnerDescription));
+    hide();
+}
+
+void SpinnerView::start() {
+    step = 0;
+    timer.start(stepMilliseconds, this);
+    show();
+}
+
+void SpinnerView::stop() {
+    timer.stop();
+    hide();
+}
+
+void SpinnerView::timerEvent(QTimerEvent*) {
+    step = (step + 1) % spokes;
+    update();
+}
+
+void SpinnerView::paintEvent(QPaintEvent*) {
+    const double radius = width() / 2.0;
+    const QRectF spoke(-radius * 0.11, -radius * 0.96, radius * 0.22, radius * 0.5);
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.translate(radius, radius);
+    for (int index = 0; index < spokes; ++index) {
+        const int age = (step - index + spokes) % spokes;
+        painter.setBrush(toColor({1, 1, 1, 0.9 - 0.1 * age}));
+        painter.drawRoundedRect(spoke, spoke.width() / 2, spoke.width() / 2);
+        painter.rotate(360.0 / spokes);
+    }
+}
+
+} // namespace ui::qt

@@ -27,12 +27,18 @@ public:
     }
 };
 
+/// A control that only its role tells apart.
+class DrawnControl final : public QAccessibleWidget {
+public:
+    DrawnControl(QWidget& control, QAccessible::Role role) : QAccessibleWidget(&control, role) {}
+};
+
 std::optional<QAccessible::Role> roleOf(const QObject& object) {
     if (dynamic_cast<const Sheet*>(&object) != nullptr) {
         return QAccessible::Dialog;
     }
     if (dynamic_cast<const SpinnerView*>(&object) != nullptr) {
-        return QAccessible::BusyIndicator;
+        return QAccessible::Animation;
     }
     if (dynamic_cast<const IconView*>(&object) != nullptr ||
         dynamic_cast<const SymbolView*>(&object) != nullptr) {
@@ -48,8 +54,7 @@ QAccessibleInterface* describe(const QString&, QObject* object) {
         return std::make_unique<StatusLine>(*label).release();
     }
     const std::optional<QAccessible::Role> role = object != nullptr ? roleOf(*object) : std::nullopt;
-    return role ? std::make_unique<QAccessibleWidget>(static_cast<QWidget*>(object), *role).release()
-                : nullptr;
+    return role ? std::make_unique<DrawnControl>(*static_cast<QWidget*>(object), *role).release() : nullptr;
 }
 
 } // namespace

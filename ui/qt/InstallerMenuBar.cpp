@@ -11,7 +11,7 @@ namespace {
 
 constexpr double fontSize = 13;
 
-QString styleSheet() {
+QString darkStyle() {
     return QString("QMenuBar { background: %1; color: %2; padding: 2px 6px; border: none; }"
                    "QMenuBar::item { padding: 5px 9px; border-radius: 5px; background: transparent; }"
                    "QMenuBar::item:selected { background: %3; }"
@@ -31,7 +31,7 @@ QString styleSheet() {
 InstallerMenuBar::InstallerMenuBar(const std::vector<Menu>& menus,
                                    const std::function<void(Command)>& perform) {
     setNativeMenuBar(false);
-    setStyleSheet(styleSheet());
+    setStyleSheet(darkStyle());
     setFont(toFont({fontSize}));
     setAccessibleName(toText(texts::menuBarDescription));
     for (const Menu& menu : menus) {

@@ -5,7 +5,6 @@
 
 #include <QCloseEvent>
 #include <QKeyEvent>
-#include <QPushButton>
 #include <QScreen>
 #include <QVBoxLayout>
 #include <QWindow>

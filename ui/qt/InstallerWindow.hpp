@@ -5,6 +5,7 @@
 #include "ui/qt/InstallerMenuBar.hpp"
 #include "ui/qt/Sheet.hpp"
 
+#include <QPushButton>
 #include <QWidget>
 #include <deque>
 #include <memory>

@@ -55,6 +55,7 @@ void InstallerWindow::beginSheet(const Alert& alert, std::function<void(const Al
 
 void InstallerWindow::showNextSheet() {
     menuBar->setEnabled(pending.empty());
+    setAttribute(Qt::WA_KeyboardFocusChange, false); // no focus ring until Tab asks for it
     if (pending.empty()) {
         defaultButton->setFocus(Qt::OtherFocusReason);
         return;

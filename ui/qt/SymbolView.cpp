@@ -6,6 +6,11 @@
 #include <QPainter>
 
 namespace ui::qt {
+namespace {
+
+constexpr double air = 3; ///< around the symbol, which would touch the line below it
+
+} // namespace
 
 SymbolView::SymbolView(const ImageControl& control, QWidget* parent)
     : QWidget(parent), tint(toColor(control.tint.value_or(Color::white(1)))) {
@@ -24,7 +29,7 @@ void SymbolView::clear() {
 }
 
 void SymbolView::paintEvent(QPaintEvent*) {
-    const QRectF circle = QRectF(rect()).adjusted(1, 1, -1, -1);
+    const QRectF circle = QRectF(rect()).adjusted(air, air, -air, -air);
     QPainterPath disc;
     disc.addEllipse(circle);
     QPainter painter(this);

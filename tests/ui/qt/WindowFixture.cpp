@@ -1,0 +1,58 @@
+#include "tests/ui/qt/WindowFixture.hpp"
+
+#include "engine/PackRecords.hpp"
+#include "platform/Locations.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+
+#include <QThreadPool>
+
+namespace tests {
+namespace {
+
+constexpr auto catalog = R"([{"name":"Aube"},{"name":"Brume"},{"name":"Comète"},{"name":"Dérive"},
+    {"name":"Éclipse"},{"name":"Flot"},{"name":"Galaxie"},{"name":"Halo"},{"name":"Iris"},
+    {"name":"Jour & Nuit"},{"name":"Kaléidoscope"}])";
+
+} // namespace
+
+WindowFixture::WindowFixture()
+    : delegate(toolkit, [this](const std::filesystem::path&, bool, const auto&) {
+          std::future<std::string> result = outcome.get_future();
+          return result.get();
+      }) {
+    writeFile(platform::payloadFolder() / "catalog.json", catalog);
+    toolkit.setTerminationTest([this] {
+        ended = delegate.applicationShouldTerminate();
+        return ended;
+    });
+    delegate.applicationDidFinishLaunching();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&window(), patience));
+}
+
+WindowFixture::~WindowFixture() {
+    if (delegate.busy) {
+        release("");
+    }
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+}
+
+void WindowFixture::releaseWithError(const std::string& description) {
+    outcome.set_exception(std::make_exception_ptr(engine::InstallError(description)));
+}
+
+bool WindowFixture::sheetIsDown() {
+    return QTest::qWaitFor(
+        [this] { return sheet() != nullptr && children<ui::qt::SheetPanel>(sheet()).front()->y() == 0; },
+        patience);
+}
+
+} // namespace tests
+
+int main(int argc, char** argv) {
+    // No screen is needed, so that the tests run anywhere and disturb nobody.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    testing::InitGoogleTest(&argc, argv);
+    const QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}

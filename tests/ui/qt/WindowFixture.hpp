@@ -1,0 +1,75 @@
+#pragma once
+
+#include "ui/InstallerDelegate.hpp"
+#include "ui/qt/InstallerWindow.hpp"
+#include "ui/qt/LabelView.hpp"
+#include "ui/qt/PushButton.hpp"
+#include "ui/qt/QtToolkit.hpp"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QTest>
+#include <future>
+
+namespace tests {
+
+/// The real window with an engine that waits for the test's word.
+class WindowFixture : public testing::Test {
+protected:
+    static constexpr int patience = 20000;
+
+    WindowFixture();
+    ~WindowFixture() override;
+
+    /// The outcome of the run that is held open: a summary, or the description of an error.
+    void release(const std::string& summary) { outcome.set_value(summary); }
+    void releaseWithError(const std::string& description);
+
+    ui::qt::InstallerWindow& window() { return toolkit.mainWindow(); }
+    ui::qt::LabelView& label(int index) { return *child<ui::qt::LabelView>(index); }
+    ui::qt::PushButton& primary() { return *child<ui::qt::PushButton>(0); }
+    ui::qt::Sheet* sheet() { return visibleChild<ui::qt::Sheet>(); }
+    QWidget* focus() { return window().focusWidget(); }
+
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::keyClick(window().windowHandle(), key, modifiers);
+    }
+
+    /// Waits for the sheet to have dropped all the way.
+    bool sheetIsDown();
+
+    template <typename Widget>
+    std::vector<Widget*> children(QWidget* parent) {
+        std::vector<Widget*> found;
+        for (QWidget* widget : parent->findChildren<QWidget*>()) {
+            if (auto* match = dynamic_cast<Widget*>(widget)) {
+                found.push_back(match);
+            }
+        }
+        return found;
+    }
+
+    template <typename Widget>
+    Widget* child(int index) {
+        return children<Widget>(&window().content()).at(static_cast<std::size_t>(index));
+    }
+
+    template <typename Widget>
+    Widget* visibleChild() {
+        for (Widget* widget : children<Widget>(&window().content())) {
+            if (widget->isVisible()) {
+                return widget;
+            }
+        }
+        return nullptr;
+    }
+
+    std::promise<std::string> outcome;
+    std::vector<bool> runs; ///< the uninstall flag of every run
+    bool ended = false;     ///< the program was allowed to end
+    ui::qt::QtToolkit toolkit;
+    ui::InstallerDelegate delegate;
+};
+
+} // namespace tests

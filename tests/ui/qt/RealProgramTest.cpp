@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
-#include <iostream>
-#include <regex>
+#include <set>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -55,21 +55,24 @@ public:
         return platform::run("/usr/bin/env", words);
     }
 
-    /// The home folder, with a number in place of the random name of each backup.
+    /// The home folder, with the random names of the backups left out and their number added.
     TreeSnapshot snapshot() const {
-        static const std::regex backup("(.*/Backups/)([0-9A-F-]{36})(.*)");
-        TreeSnapshot numbered;
-        std::map<std::string, std::size_t> numbers;
+        static const std::string backups = "Library/Application Support/OrvoTransitions/Backups/";
+        TreeSnapshot nameless;
+        std::set<std::string> names;
         for (const auto& [path, description] : TreeSnapshot::of(home()).undated().items) {
-            std::smatch parts;
-            if (std::regex_match(path, parts, backup)) {
-                const std::size_t number = numbers.try_emplace(parts[2], numbers.size()).first->second;
-                numbered.items[parts[1].str() + std::to_string(number) + parts[3].str()] = description;
-            } else {
-                numbered.items[path] = description;
+            std::string name = path;
+            if (path.starts_with(backups)) {
+                const std::size_t end = std::min(path.find('/', backups.size()), path.size());
+                names.insert(path.substr(0, end));
+                name = backups + "*" + path.substr(end);
             }
+            nameless.items[name] = description;
         }
-        return withoutCaches(numbered);
+        if (!names.empty()) {
+            nameless.items[backups] = std::to_string(names.size()) + " backups";
+        }
+        return withoutCaches(nameless);
     }
 
     /// The home folder as the command line leaves it after these requests, from nothing.
@@ -96,11 +99,13 @@ protected:
         scale = windowScale;
         program = std::make_unique<ChildProcess>(
             std::vector<std::string>{workshop.program()},
-            std::map<std::string, std::string>{{"DISPLAY", screen.display()},
-                                               {"HOME", workshop.home()},
-                                               {"XDG_STATE_HOME", ""},
-                                               {"QT_QPA_PLATFORM", "xcb"},
-                                               {"QT_SCALE_FACTOR", std::to_string(scale)}},
+            std::map<std::string, std::string>{
+                {"DISPLAY", screen.display()},
+                {"HOME", workshop.home()},
+                {"XDG_STATE_HOME", ""},
+                {"QT_QPA_PLATFORM", "xcb"},
+                {"LSAN_OPTIONS", "print_suppressions=0:suppressions=" ORVO_LEAKS},
+                {"QT_SCALE_FACTOR", std::to_string(scale)}},
             workshop.output());
         const bool shown = eventually([this] {
             window = screen.findWindow("Orvo Transitions");

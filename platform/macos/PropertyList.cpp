@@ -1,0 +1,77 @@
+#include "platform/PropertyList.hpp"
+
+#include "platform/Error.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+namespace platform {
+namespace {
+
+struct Release {
+    void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+template <typename Reference>
+using Owned = std::unique_ptr<std::remove_pointer_t<Reference>, Release>;
+
+Owned<CFPropertyListRef> parse(std::string_view bytes) {
+    const Owned<CFDataRef> data(
+        CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                                    static_cast<CFIndex>(bytes.size()), kCFAllocatorNull));
+    if (!data) {
+        return nullptr;
+    }
+    return Owned<CFPropertyListRef>(CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),
+                                                                 kCFPropertyListImmutable, nullptr, nullptr));
+}
+
+/// A string's text in UTF-8; nothing for a value of another type.
+std::optional<std::string> text(CFTypeRef value) {
+    if (CFGetTypeID(value) != CFStringGetTypeID()) {
+        return std::nullopt;
+    }
+    const auto string = static_cast<CFStringRef>(value);
+    const CFRange whole = CFRangeMake(0, CFStringGetLength(string));
+    const CFIndex most = CFStringGetMaximumSizeForEncoding(whole.length, kCFStringEncodingUTF8);
+    std::string utf8(static_cast<std::size_t>(most), '\0');
+    CFIndex used = 0;
+    CFStringGetBytes(string, whole, kCFStringEncodingUTF8, '?', false, reinterpret_cast<UInt8*>(utf8.data()),
+                     most, &used);
+    utf8.resize(static_cast<std::size_t>(used));
+    return utf8;
+}
+
+} // namespace
+
+PropertyList parsePropertyList(std::string_view bytes, const std::filesystem::path& source) {
+    const Owned<CFPropertyListRef> list = parse(bytes);
+    if (!list) {
+        throw fileError("lire", source, "ce n’est pas une liste de propriétés valide");
+    }
+    PropertyList result;
+    if (CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) {
+        return result;
+    }
+    const auto dictionary = static_cast<CFDictionaryRef>(list.get());
+    const auto count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
+    std::vector<CFTypeRef> keys(count);
+    std::vector<CFTypeRef> values(count);
+    CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
+
+    result.isDictionaryOfStrings = true;
+    for (std::size_t index = 0; index < count; ++index) {
+        const std::optional<std::string> key = text(keys[index]);
+        const std::optional<std::string> value = text(values[index]);
+        if (key && value) {
+            result.strings[*key] = *value;
+        } else {
+            result.isDictionaryOfStrings = false;
+        }
+    }
+    return result;
+}
+
+} // namespace platform

@@ -1,0 +1,82 @@
+#import "ui/appkit/AlertSheet.hpp"
+
+#import "ui/appkit/Conversions.hpp"
+
+namespace ui {
+namespace {
+
+NSButton* makeCheckBox(const CheckBox& box) {
+    NSButton* button = [NSButton checkboxWithTitle:nsString(box.title) target:nil action:nil];
+    button.frame = nsRect(box.frame);
+    button.state = box.on ? NSControlStateValueOn : NSControlStateValueOff;
+    return button;
+}
+
+NSArray<NSButton*>* makeCheckBoxes(const std::optional<Accessory>& accessory) {
+    NSMutableArray<NSButton*>* buttons = [[NSMutableArray alloc] init];
+    if (accessory) {
+        for (const CheckBox& box : accessory->boxes) {
+            [buttons addObject:makeCheckBox(box)];
+        }
+    }
+    return buttons;
+}
+
+NSView* makeAccessoryView(const Accessory& accessory, NSArray<NSButton*>* boxes) {
+    NSView* view = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, accessory.width, accessory.height)];
+    for (NSButton* box in boxes) {
+        [view addSubview:box];
+    }
+    return view;
+}
+
+NSAlert* makeAlert(const Alert& description, NSArray<NSButton*>* boxes) {
+    NSAlert* alert = [[NSAlert alloc] init];
+    alert.alertStyle =
+        description.style == AlertStyle::warning ? NSAlertStyleWarning : NSAlertStyleInformational;
+    alert.messageText = nsString(description.message);
+    alert.informativeText = nsString(description.informative);
+    for (const std::string& title : description.buttons) {
+        [alert addButtonWithTitle:nsString(title)];
+    }
+    if (description.buttons.size() > 1) {
+        alert.buttons.lastObject.keyEquivalent = @"\033"; // AppKit knows Escape for "Cancel" only
+    }
+    if (description.accessory) {
+        alert.accessoryView = makeAccessoryView(*description.accessory, boxes);
+    }
+    return alert;
+}
+
+AlertResponse makeResponse(NSModalResponse response, NSArray<NSButton*>* boxes) {
+    AlertResponse result{response == NSAlertFirstButtonReturn, {}};
+    for (NSButton* box in boxes) {
+        result.boxes.push_back(box.state == NSControlStateValueOn);
+    }
+    return result;
+}
+
+/// No exception leaves: AppKit's frames cannot be unwound.
+void finish(const std::function<void(const AlertResponse&)>& completion,
+            const AlertResponse& response) noexcept {
+    if (completion) {
+        completion(response);
+    }
+}
+
+} // namespace
+
+void beginAlertSheet(NSWindow* window, const Alert& description,
+                     std::function<void(const AlertResponse&)> completion) {
+    NSArray<NSButton*>* boxes = makeCheckBoxes(description.accessory);
+    NSAlert* alert = makeAlert(description, boxes);
+    alert.window.appearance = window.appearance;
+    alert.window.preventsApplicationTerminationWhenModal = NO; // quitting is the delegate's decision alone
+    [alert beginSheetModalForWindow:window
+                  completionHandler:^(NSModalResponse response) {
+                    [alert.window orderOut:nil];
+                    finish(completion, makeResponse(response, boxes));
+                  }];
+}
+
+} // namespace ui

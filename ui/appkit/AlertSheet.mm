@@ -40,7 +40,8 @@ NSAlert* makeAlert(const Alert& description, NSArray<NSButton*>* boxes) {
         [alert addButtonWithTitle:nsString(title)];
     }
     if (description.buttons.size() > 1) {
-        alert.buttons.lastObject.keyEquivalent = @"\033"; // AppKit knows Escape for "Cancel" only
+        NSButton* cancel = alert.buttons.lastObject;
+        cancel.keyEquivalent = @"\033"; // AppKit gives Escape to "Cancel" in the system's language only
     }
     if (description.accessory) {
         alert.accessoryView = makeAccessoryView(*description.accessory, boxes);
@@ -70,11 +71,12 @@ void beginAlertSheet(NSWindow* window, const Alert& description,
                      std::function<void(const AlertResponse&)> completion) {
     NSArray<NSButton*>* boxes = makeCheckBoxes(description.accessory);
     NSAlert* alert = makeAlert(description, boxes);
-    alert.window.appearance = window.appearance;
-    alert.window.preventsApplicationTerminationWhenModal = NO; // quitting is the delegate's decision alone
+    NSWindow* sheet = alert.window;
+    sheet.appearance = window.appearance;
+    sheet.preventsApplicationTerminationWhenModal = NO; // quitting is the delegate's decision alone
     [alert beginSheetModalForWindow:window
                   completionHandler:^(NSModalResponse response) {
-                    [alert.window orderOut:nil];
+                    [sheet orderOut:nil];
                     finish(completion, makeResponse(response, boxes));
                   }];
 }

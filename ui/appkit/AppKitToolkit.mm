@@ -188,7 +188,8 @@ Window& AppKitToolkit::makeWindow(const WindowTable& table) {
     window.titlebarAppearsTransparent = YES;
     window.appearance = [NSAppearance appearanceNamed:NSAppearanceNameDarkAqua];
     window.movableByWindowBackground = YES;
-    window.contentView = [[InstallerBackground alloc] initWithFrame:window.contentView.bounds];
+    NSView* initialContent = window.contentView;
+    window.contentView = [[InstallerBackground alloc] initWithFrame:initialContent.bounds];
     return keep(std::make_unique<AppKitWindow>(window));
 }
 
@@ -269,7 +270,7 @@ void AppKitToolkit::perform(Command command) const noexcept {
 }
 
 bool AppKitToolkit::validates(NSMenuItem* item) const {
-    return item.parentItem.enabled && window.attachedSheet == nil;
+    return [item.parentItem isEnabled] && window.attachedSheet == nil;
 }
 
 } // namespace ui

@@ -1,14 +1,6 @@
 #import "ui/appkit/ApplicationDelegate.hpp"
 
-#include "ui/InstallerDelegate.hpp"
-#import "ui/appkit/AppKitToolkit.hpp"
-
-#include <memory>
-
-@implementation ApplicationDelegate {
-    std::unique_ptr<ui::AppKitToolkit> toolkit;
-    std::unique_ptr<ui::InstallerDelegate> installer;
-}
+@implementation ApplicationDelegate
 
 - (instancetype)init {
     self = [super init];

@@ -1,7 +1,7 @@
 #pragma once
 
-/// What the window takes from AppKit and GNUstep does not have. Settings that GNUstep cannot show are recorded,
-/// so that a test can ask for them. Included before every source of the window.
+/// What the window takes from AppKit and GNUstep does not have. Settings that GNUstep cannot show are
+/// recorded, so that a test can ask for them. Included before every source of the window.
 
 #import <AppKit/AppKit.h>
 

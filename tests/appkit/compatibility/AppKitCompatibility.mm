@@ -1,9 +1,11 @@
 #import "tests/appkit/compatibility/AppKitCompatibility.hpp"
 
 #import <dispatch/dispatch.h>
+#include <sys/wait.h>
 
-#include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <cmath>
 #include <map>
 #include <utility>
 
@@ -73,6 +75,15 @@ long lastQualityOfService() {
 
 } // namespace compatibility
 
+/// GNUstep's run loop collects every child process, also those that it did not start; AppKit's does not.
+extern "C" pid_t waitpid(pid_t process, int* status, int options) {
+    if (process == -1) {
+        errno = ECHILD;
+        return -1;
+    }
+    return wait4(process, status, options, nullptr);
+}
+
 // The dispatch queues
 
 @interface BlockRunner : NSObject {
@@ -126,7 +137,8 @@ NSString* const NSAccessibilityPriorityKey = @"Priority";
 
 void NSAccessibilityPostNotificationWithUserInfo(id element, NSString* notification, NSDictionary* userInfo) {
     if (element == NSApp && [notification isEqual:NSAccessibilityAnnouncementRequestedNotification]) {
-        compatibility::announcements().emplace_back([[userInfo objectForKey:NSAccessibilityAnnouncementKey] UTF8String]);
+        compatibility::announcements().emplace_back(
+            [[userInfo objectForKey:NSAccessibilityAnnouncementKey] UTF8String]);
     }
 }
 
@@ -275,9 +287,22 @@ void NSAccessibilityPostNotificationWithUserInfo(id element, NSString* notificat
 }
 @end
 
+@implementation NSGradient (Compatibility)
+// GNUstep centres its circle elsewhere. AppKit's centre lies between the middle (0) and an edge (1 or -1),
+// and its circle reaches the corner that is farthest from there.
+- (void)drawInRect:(NSRect)rect relativeCenterPosition:(NSPoint)centre {
+    const NSPoint place = NSMakePoint(NSMidX(rect) + centre.x * NSWidth(rect) / 2,
+                                      NSMidY(rect) + centre.y * NSHeight(rect) / 2);
+    const CGFloat radius = std::hypot((1 + std::abs(centre.x)) * NSWidth(rect) / 2,
+                                      (1 + std::abs(centre.y)) * NSHeight(rect) / 2);
+    [self drawFromCenter:place radius:0 toCenter:place radius:radius options:0];
+}
+@end
+
 @implementation NSFont (Compatibility)
 + (NSFont*)systemFontOfSize:(CGFloat)size weight:(NSFontWeight)weight {
-    return weight >= NSFontWeightSemibold ? [NSFont boldSystemFontOfSize:size] : [NSFont systemFontOfSize:size];
+    return weight >= NSFontWeightSemibold ? [NSFont boldSystemFontOfSize:size]
+                                          : [NSFont systemFontOfSize:size];
 }
 @end
 
@@ -306,6 +331,7 @@ void NSAccessibilityPostNotificationWithUserInfo(id element, NSString* notificat
 - (void)chosen:(NSButton*)button {
     presentedAlerts().erase(parent);
     const auto index = static_cast<NSInteger>([[alert buttons] indexOfObject:button]);
+    [parent makeKeyWindow];
     handler(NSAlertFirstButtonReturn + index);
     [[alert window] orderOut:nil];
 }

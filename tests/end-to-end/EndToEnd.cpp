@@ -29,7 +29,7 @@ fs::path EndToEnd::succeed(const Arguments& arguments, const std::string& text) 
 fs::path EndToEnd::succeed(const Launch& launch, const Home& changed, const std::string& text) const {
     const std::set<std::string> earlier = changed.backupNames();
     const Outcome outcome = Child(launch).wait();
-    const fs::path backup = newBackup(changed, earlier);
+    fs::path backup = newBackup(changed, earlier);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.error, "");
     EXPECT_EQ(outcome.output, text + "\n\nSauvegarde : " + backup.string() + "\n");

@@ -243,6 +243,21 @@ TEST_F(Install, RefusesALinkInAFilesPlace) {
     expectRefusal({"--install"}, "Fichier modifié ou non reconnu, conservé : " + file.string());
 }
 
+TEST_F(Install, RefusesALinkThatLeadsAwayFromItsFolders) {
+    const fs::path elsewhere = folder / "elsewhere";
+    fs::create_directories(elsewhere);
+    const fs::path transition = home.category / "11 Pane Burst";
+    for (const fs::path& place : {transition, home.category, home.folder / "Applications", home.backups}) {
+        fs::create_directories(place.parent_path());
+        fs::create_directory_symlink(elsewhere, place);
+        expectRefusal({"--install"}, "Lien symbolique refusé, conservé : " + place.string());
+        EXPECT_TRUE(fs::is_empty(elsewhere));
+        fs::remove(place);
+        fs::remove(home.category);
+    }
+    install();
+}
+
 TEST_F(Install, ComparesDigestsWithTheirCase) {
     writeTransition(home.category, "01 Ink Drop", "2.0");
     Digests digests = digestsOf("01 Ink Drop", "2.0");

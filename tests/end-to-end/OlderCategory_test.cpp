@@ -37,7 +37,7 @@ TEST_F(OlderCategory, IsKeptAndMarkedByAnInstall) {
         EXPECT_LT(text.find("<template>"), text.find("<build>")) << text;
         EXPECT_NE(text.find("<!DOCTYPE ozxmlscene>"), std::string::npos) << text;
         EXPECT_NE(text.find("<edition>1.0</edition>"), std::string::npos) << text;
-        const std::string path = transition + "/" + transition + ".motr";
+        const std::string path = templateOf(transition).lexically_relative(home.legacy).string();
         expectedDigests[path] = digestOf(text);
         EXPECT_EQ(readFile(backup / "Legacy" / path), templateText(transition, "1.0"));
         for (const char* picture : {"/small.png", "/large.png"}) {
@@ -61,7 +61,8 @@ TEST_F(OlderCategory, IsNotMarkedTwice) {
 
 TEST_F(OlderCategory, MayHoldAVeryLargeTemplate) {
     const std::string path = "11 Box Turn/11 Box Turn.motr";
-    const std::string pixels(50'000'000, 'A');
+    std::string pixels;
+    pixels.resize(50'000'000, 'A');
     const std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE ozxmlscene>\n"
                              "<ozml><template><flags>1</flags></template><build></build><data>" +
                              pixels + "</data></ozml>\n";

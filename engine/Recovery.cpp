@@ -42,13 +42,30 @@ std::vector<std::string> Recovery::undo(const std::vector<Change>& changes,
 }
 
 std::vector<std::string> Recovery::undoInterrupted() const {
-    Problems problems;
+    Problems problems = linksInTheWay();
+    if (!problems.empty()) {
+        return problems;
+    }
     removeUnfinished(problems);
     const fs::path kept = backup / (setAsideName + platform::freshUuid());
     const Problems rest = undo(changesFoundOnDisk(), [&](const fs::path& place) { setAside(place, kept); });
     problems.insert(problems.end(), rest.begin(), rest.end());
     const fs::path staging = paths.support / record.staging;
     attempt(problems, [&] { installer.fm.removeItem(staging); });
+    return problems;
+}
+
+/// Anybody may have put links where the run worked since it was cut short.
+Recovery::Problems Recovery::linksInTheWay() const {
+    Problems problems;
+    std::set<fs::path> checked;
+    for (const Place& place : record.places) {
+        for (const fs::path& item : {installer.home / place.path, backup / place.saved}) {
+            if (checked.insert(item.parent_path()).second) {
+                attempt(problems, [&] { paths.refuseLinksOut(installer, item); });
+            }
+        }
+    }
     return problems;
 }
 

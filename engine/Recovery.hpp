@@ -29,6 +29,7 @@ public:
 private:
     using Problems = std::vector<std::string>;
 
+    Problems linksInTheWay() const;
     void removeUnfinished(Problems& problems) const;
     void remakeFolders(Problems& problems) const;
     void putBack(const Change& change,

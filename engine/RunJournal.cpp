@@ -36,7 +36,7 @@ std::optional<platform::FileLock> hold(const fs::path& file) {
 RunJournal RunJournal::begin(const platform::FileManager& files, const fs::path& file, const fs::path& draft,
                              std::string_view record) {
     // The file gets its final name only when it is whole, held and on the disk.
-    files.writeAtomically(draft, record);
+    files.writeNew(draft, record);
     std::optional<platform::FileLock> lock = hold(draft);
     if (!lock) {
         throw anotherRun();

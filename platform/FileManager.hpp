@@ -35,6 +35,9 @@ public:
     /// Hands the contents of a regular file to `consume` piece by piece, so that no file is too large.
     void read(const std::filesystem::path& path, const std::function<void(std::string_view)>& consume) const;
 
+    /// Writes a file where nothing stands; after a failure nothing of it is left.
+    void writeNew(const std::filesystem::path& path, std::string_view contents) const;
+
     /// Replaces the file by one with these contents, which appears whole or not at all.
     void writeAtomically(const std::filesystem::path& path, std::string_view contents) const;
 

@@ -50,20 +50,6 @@ namespace {
 constexpr const char* temporaryEnding = ".orvo-partial";
 constexpr std::size_t pieceSize = std::size_t{256} * 1024;
 
-/// Writes a new file; after a failure nothing of it is left.
-void writeNewFile(const fs::path& path, std::string_view contents) {
-    Descriptor file(retrying(
-        [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666); }));
-    if (!file) {
-        throw fileError("écrire", path, errno);
-    }
-    if (!parts::writeAll(file.get(), contents) || !file.close()) {
-        const int number = errno;
-        retrying([&] { return ::unlink(path.c_str()); });
-        throw fileError("écrire", path, number);
-    }
-}
-
 /// Removes the item with all in it, and goes on after a signal.
 std::error_code removeAll(const fs::path& path) {
     std::error_code failure;
@@ -133,9 +119,22 @@ void FileManager::read(const fs::path& path, const std::function<void(std::strin
     }
 }
 
+void FileManager::writeNew(const fs::path& path, std::string_view contents) const {
+    Descriptor file(retrying(
+        [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666); }));
+    if (!file) {
+        throw fileError("écrire", path, errno);
+    }
+    if (!parts::writeAll(file.get(), contents) || !file.close()) {
+        const int number = errno;
+        retrying([&] { return ::unlink(path.c_str()); });
+        throw fileError("écrire", path, number);
+    }
+}
+
 void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
     const fs::path temporary = temporaryName(path);
-    writeNewFile(temporary, contents);
+    writeNew(temporary, contents);
     if (retrying([&] { return ::rename(temporary.c_str(), path.c_str()); }) != 0) {
         const int number = errno;
         retrying([&] { return ::unlink(temporary.c_str()); });

@@ -74,6 +74,11 @@ def says_restored(run: Run, state: State, before: State) -> Iterator[str]:
         yield from (f"changed without a word: {line}" for line in before.tree.difference(state.tree))
 
 
+def changes_nothing(run: Run, state: State, before: State) -> Iterator[str]:
+    yield from _says_in_french(run)
+    yield from (f"changed by a run that stopped: {line}" for line in before.tree.difference(state.tree))
+
+
 def _says_in_french(run: Run) -> Iterator[str]:
     if run.status != 1:
         yield f"ended with status {run.status}: {run.message!r}"
@@ -106,5 +111,5 @@ def names_what_is_missing(run: Run, state: State, before: State, home: str) -> I
 def _is_named(path: str, message: str, home: str) -> bool:
     """A place is named by itself, by an item in it or by a folder that holds it."""
     parts = path.split("/")
-    holders = ("/".join(parts[:length]) for length in range(2, len(parts) + 1))
+    holders = ("/".join(parts[:length]) for length in range(1, len(parts) + 1))
     return f"« {home}/{path}/" in message or any(f"« {home}/{holder} »" in message for holder in holders)

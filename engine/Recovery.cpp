@@ -125,6 +125,10 @@ void Recovery::putBack(const Change& change, const std::function<void(const fs::
     if (!change.saved.empty()) {
         installer.fm.moveItem(backup / change.saved, place);
     }
+    if (const fs::path leaving = platform::FileManager::temporaryName(place);
+        installer.fm.occupied(leaving)) {
+        installer.fm.removeItem(leaving);
+    }
 }
 
 void Recovery::restoreHiddenFlag() const {

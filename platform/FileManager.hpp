@@ -95,6 +95,10 @@ public:
 
     /// Returns once the items (files by their contents, folders by their entries) are on the disk.
     void synchronize(const std::vector<std::filesystem::path>& items) const;
+
+private:
+    void removeMoved(const std::filesystem::path& path) const;
+    void removeUnfinished(const std::filesystem::path& path) const;
 };
 
 } // namespace platform

@@ -134,11 +134,19 @@ void FileManager::writeNew(const fs::path& path, std::string_view contents) cons
 
 void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
     const fs::path temporary = temporaryName(path);
+    removeUnfinished(temporary);
     writeNew(temporary, contents);
     if (retrying([&] { return ::rename(temporary.c_str(), path.c_str()); }) != 0) {
         const int number = errno;
         retrying([&] { return ::unlink(temporary.c_str()); });
         throw fileError("écrire", path, number);
+    }
+}
+
+/// Where an earlier run could neither finish an item nor remove it, this one must not stop for ever.
+void FileManager::removeUnfinished(const fs::path& path) const {
+    if (occupied(path)) {
+        removeItem(path);
     }
 }
 
@@ -172,6 +180,7 @@ void FileManager::makeFolderDurably(const fs::path& path) const {
 
 void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) const {
     const fs::path temporary = temporaryName(to);
+    removeUnfinished(temporary);
     try {
         copyItem(from, temporary);
         std::vector<fs::path> items{temporary};
@@ -193,8 +202,19 @@ void FileManager::moveItem(const fs::path& from, const fs::path& to,
     }
     arrived();
     if (!isRenamed) {
-        removeItem(from);
+        removeMoved(from);
     }
+}
+
+/// A folder goes from its place at once: half of it must never stand there and be taken for the whole.
+void FileManager::removeMoved(const fs::path& path) const {
+    if (!folderPermissions(path)) {
+        removeItem(path);
+        return;
+    }
+    const fs::path leaving = temporaryName(path);
+    parts::renameExclusively(path, leaving);
+    removeItem(leaving);
 }
 
 void FileManager::removeItem(const fs::path& path) const {

@@ -9,6 +9,7 @@ import argparse
 import multiprocessing
 import os
 import shutil
+import signal
 import sys
 import tempfile
 import time
@@ -51,6 +52,7 @@ def make_places() -> Places:
 
 def start_worker(places: Places, program: Path, baselines: list[Baseline]) -> None:
     global _worker
+    signal.signal(signal.SIGTERM, signal.SIG_DFL)
     _worker = places.world(f"worker-{os.getpid()}", program), baselines
 
 
@@ -115,6 +117,7 @@ def main() -> int:
     if not shutil.which("strace"):
         print("strace is needed", file=sys.stderr)
         return 77
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that the folders go
     began = time.monotonic()
     deadline = began + arguments.sample if arguments.sample else float("inf")
     figures = Figures()

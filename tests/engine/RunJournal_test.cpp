@@ -4,6 +4,7 @@
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/Throws.hpp"
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

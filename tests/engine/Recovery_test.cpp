@@ -111,7 +111,7 @@ TEST_F(RecoveryTest, NamesThePlaceThatItCannotSetAside) {
     fs::remove_all(backup);
     tests::writeFile(backup, "a file where the backup folder was");
     EXPECT_THAT(undo(), ElementsAre("Impossible de mettre de côté « " + other.string() +
-                                    " » : un élément du chemin n’est pas un dossier."));
+                                    " » : un élément porte déjà ce nom."));
     EXPECT_EQ(tests::readFile(other), "the run's");
 }
 

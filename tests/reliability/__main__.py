@@ -72,7 +72,7 @@ def parse_arguments() -> argparse.Namespace:
                         "run are spread evenly and are the same each time")
     parser.add_argument("--scenario", action="append", choices=[one.name for one in scenarios()])
     parser.add_argument("--kind", action="append", choices=list(KINDS))
-    parser.add_argument("--cuts", type=int, help="how many first cuts are cut again (default 8, in a sample 2)")
+    parser.add_argument("--cuts", type=int, help="how many first cuts are cut again (default 4, in a sample 2)")
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--report", type=Path, help="write the figures of a whole run into this file")
     parser.add_argument("--show", type=int, default=10, help="how many violations to show (default 10)")
@@ -87,7 +87,7 @@ def show(outcome: Outcome, name: str) -> None:
 
 def run_cases(arguments: argparse.Namespace, places: Places, figures: Figures, deadline: float) -> None:
     chosen = [one for one in scenarios() if not arguments.scenario or one.name in arguments.scenario]
-    cuts = arguments.cuts or (2 if arguments.sample else 8)
+    cuts = arguments.cuts or (2 if arguments.sample else 4)
     world = places.world("baseline", arguments.program)
     baselines, pending = [], []
     for index, scenario in enumerate(chosen):
@@ -106,6 +106,8 @@ def run_cases(arguments: argparse.Namespace, places: Places, figures: Figures, d
             figures.tried(baselines[outcome.case.scenario].scenario, outcome)
             if outcome.violations and figures.violations <= arguments.show:
                 show(outcome, baselines[outcome.case.scenario].scenario.name)
+            if figures.cases % 500 == 0 and not arguments.sample:
+                print(f"{figures.cases} of {figures.planned} cases", file=sys.stderr, flush=True)
             if time.monotonic() > deadline:
                 pool.terminate()
                 break

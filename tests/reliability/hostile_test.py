@@ -320,6 +320,48 @@ class SpecialItems(HostileHome):
                     self.assertFalse((self.movies / CATEGORY).exists())
 
 
+class SimultaneousRuns(HostileHome):
+    """Several runs at once in one home: one after the other does its work, or says that another does."""
+
+    OTHERS = ("Une autre installation est en cours, réessayez quand elle sera terminée.\n",
+              "Une autre installation vient de se terminer, réessayez.\n")
+
+    def start(self, direction: str) -> subprocess.Popen[bytes]:
+        return subprocess.Popen([str(self.program), "--root", str(self.home), "--no-register", direction], cwd="/",
+                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    def check_end(self, process: subprocess.Popen[bytes]) -> bool:
+        output, message = (text.decode() for text in process.communicate(timeout=SECONDS))
+        if process.returncode != 0:
+            stopped = message in self.OTHERS or message.split("\nSauvegarde : ")[0] + "\n" in self.OTHERS
+            self.assertTrue(stopped, message)
+        return process.returncode == 0
+
+    def test_installs_at_once(self) -> None:
+        for _ in range(10):
+            self.prepare("upgrade")
+            results = [self.check_end(process) for process in [self.start("--install") for _ in range(5)]]
+            self.assertTrue(any(results))
+            self.assertEqual(self.install().status, 0)
+            left = [name for name in os.listdir(self.home / SUPPORT) if name != "Backups"]
+            self.assertEqual(left, [])
+
+    def test_a_run_beside_one_that_is_held_up_changes_nothing(self) -> None:
+        self.prepare("upgrade")
+        tool = self.program.parent / "SystemTools/usr/bin/codesign"
+        gate = self.folder / "gate"
+        os.mkfifo(gate)
+        tool.write_text(f'#!/bin/sh\ncase "$4" in */Applications/*) read line < "{gate}";; esac\n')
+        first = self.start("--install")
+        with open(gate, "w") as held:  # opens when the first run waits in its last check
+            before = Tree.read(self.home)
+            second = run(self.program, "--root", str(self.home), "--no-register", "--install")
+            self.assertEqual((second.status, second.message), (1, self.OTHERS[0]))
+            self.assertEqual(list(before.difference(Tree.read(self.home))), [])
+            held.write("\n")
+        self.assertTrue(self.check_end(first))
+
+
 class Quantities(HostileHome):
     """Names and amounts that nobody expects."""
 

@@ -4,6 +4,7 @@
 #include "platform/Json.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace engine {
 namespace {
@@ -44,15 +45,23 @@ std::string name(const Json& object, const char* key, std::string_view beginning
     return text;
 }
 
+std::optional<unsigned> permissions(const Json& value) {
+    constexpr unsigned most = 07777;
+    if (value.is_null()) {
+        return std::nullopt;
+    }
+    if (!value.is_number_unsigned() || value.get<std::uint64_t>() > most) {
+        refuse();
+    }
+    return value.get<unsigned>();
+}
+
 void decodeLine(RunRecord& record, const Json& object) {
     if (object.contains("place")) {
         record.places.push_back(
             {inside(object, "place"), inside(object, "saved"), object.at("existed").get<bool>()});
     } else if (object.contains("folder")) {
-        const Json& permissions = object.at("permissions");
-        record.folders.emplace(inside(object, "folder"), permissions.is_null()
-                                                             ? std::nullopt
-                                                             : std::optional(permissions.get<unsigned>()));
+        record.folders.emplace(inside(object, "folder"), permissions(object.at("permissions")));
     } else {
         record.backup = name(object, "backup", "");
         record.staging = name(object, "staging", "Staging-");

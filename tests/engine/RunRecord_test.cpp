@@ -51,6 +51,18 @@ TEST(RunRecordTest, RefusesAStagingFolderThatIsNone) {
     }
 }
 
+TEST(RunRecordTest, RefusesPermissionsThatAreNone) {
+    const std::string head = encodeRunRecord({"B", "Staging-1", false, {}, {}});
+    const auto decode = [&](const std::string& permissions) {
+        return decodeRunRecord(head + "{\"folder\":\"a\",\"permissions\":" + permissions + "}\n", "j");
+    };
+    EXPECT_EQ(decode("4095").folders.at("a"), 07777U);
+    EXPECT_EQ(decode("null").folders.at("a"), std::nullopt);
+    for (const char* permissions : {"4096", "-1", "1.5", "2e69", "4294967296", "true", "\"7\"", "[]"}) {
+        EXPECT_THROW(decode(permissions), platform::Error) << permissions;
+    }
+}
+
 TEST(RunRecordTest, RefusesWhatIsNoRecord) {
     for (const char* text : {"", "{}", "[]", "x", "{\"place\":1}", "{\"backup\":\"b\"}", "null", "\n"}) {
         EXPECT_THROW(decodeRunRecord(text, "j"), platform::Error) << text;

@@ -35,6 +35,7 @@ void QtToolkit::becomeRegularApplication() {
         [this](QSessionManager& session) {
             session.setRestartHint(QSessionManager::RestartNever);
             if (!applicationShouldTerminate()) {
+                session.allowsInteraction(); // only who has been given the floor can refuse
                 session.cancel();
             }
         },

@@ -41,7 +41,7 @@ int reach(const Accessory& accessory) {
 
 } // namespace
 
-SheetPanel::SheetPanel(const Alert& alert, std::function<void(bool)> respond, QWidget* parent)
+SheetPanel::SheetPanel(const Alert& alert, const std::function<void(bool)>& respond, QWidget* parent)
     : QWidget(parent) {
     setFixedWidth(parent->width() - 2 * sideMargin);
     const int below = (alert.accessory ? gap + static_cast<int>(alert.accessory->height) : 0) + gap +

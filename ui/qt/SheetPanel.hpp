@@ -16,7 +16,7 @@ class PushButton;
 class SheetPanel final : public QWidget {
 public:
     /// `respond` is told whether the first button was pressed.
-    SheetPanel(const Alert& alert, std::function<void(bool)> respond, QWidget* parent);
+    SheetPanel(const Alert& alert, const std::function<void(bool)>& respond, QWidget* parent);
     ~SheetPanel() override;
 
     PushButton& defaultButton() const { return *buttons.front(); }

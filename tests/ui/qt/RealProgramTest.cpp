@@ -2,6 +2,7 @@
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TreeSnapshot.hpp"
 #include "tests/ui/qt/Screen.hpp"
+#include "tests/ui/qt/SessionManager.hpp"
 
 #include <gtest/gtest.h>
 
@@ -97,16 +98,14 @@ class RealProgramTest : public testing::Test {
 protected:
     void start(int windowScale = 1) {
         scale = windowScale;
-        program = std::make_unique<ChildProcess>(
-            std::vector<std::string>{workshop.program()},
-            std::map<std::string, std::string>{
-                {"DISPLAY", screen.display()},
-                {"HOME", workshop.home()},
-                {"XDG_STATE_HOME", ""},
-                {"QT_QPA_PLATFORM", "xcb"},
-                {"LSAN_OPTIONS", "print_suppressions=0:suppressions=" ORVO_LEAKS},
-                {"QT_SCALE_FACTOR", std::to_string(scale)}},
-            workshop.output());
+        environment.insert({{"DISPLAY", screen.display()},
+                            {"HOME", workshop.home()},
+                            {"XDG_STATE_HOME", ""},
+                            {"QT_QPA_PLATFORM", "xcb"},
+                            {"QT_SCALE_FACTOR", std::to_string(scale)},
+                            {"LSAN_OPTIONS", "print_suppressions=0:suppressions=" ORVO_LEAKS}});
+        program = std::make_unique<ChildProcess>(std::vector<std::string>{workshop.program()}, environment,
+                                                 workshop.output());
         const bool shown = eventually([this] {
             window = screen.findWindow("Orvo Transitions");
             return !window.empty();
@@ -175,6 +174,7 @@ protected:
 
     Workshop workshop;
     Screen screen;
+    std::map<std::string, std::string> environment;
     std::unique_ptr<ChildProcess> program;
     std::string window;
     int scale = 1;
@@ -290,6 +290,33 @@ TEST_F(RealProgramTest, QuitsFromTheMenuAndUnderASheet) {
     press({"ctrl+q"});
     EXPECT_EQ(program->exitStatus(), 0);
     EXPECT_TRUE(workshop.snapshot().items.empty());
+}
+
+TEST_F(RealProgramTest, RefusesTheEndOfTheSessionOnlyDuringARun) {
+    SessionManager session;
+    environment["SESSION_MANAGER"] = session.address();
+    start();
+    ASSERT_TRUE(eventually([&] { return session.hasClient(); }));
+    writeFile(workshop.hold(), "");
+    press({"Return"});
+    waitFor("running", {spinnerMask});
+    session.askToEnd();
+    EXPECT_TRUE(eventually([&] { return session.refused(); }));
+    fs::remove(workshop.hold());
+    waitFor("succeeded");
+    session.end();
+    EXPECT_EQ(program->exitStatus(), 0);
+}
+
+TEST_F(RealProgramTest, AgreesToTheEndOfTheSessionWhenIdle) {
+    SessionManager session;
+    environment["SESSION_MANAGER"] = session.address();
+    start();
+    ASSERT_TRUE(eventually([&] { return session.hasClient(); }));
+    session.askToEnd();
+    EXPECT_TRUE(eventually([&] { return session.agreed(); }));
+    session.end();
+    EXPECT_EQ(program->exitStatus(), 0);
 }
 
 TEST_F(RealProgramTest, LooksTheSameAtTwiceTheScale) {

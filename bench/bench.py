@@ -1,0 +1,93 @@
+"""Measures the installer beside what one would use instead, and writes the report."""
+
+import argparse
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+import contestants
+import packs
+import report
+
+MEMORY_BOUND = 32_000_000
+
+
+def main():
+    arguments = parsed_arguments()
+    with tempfile.TemporaryDirectory(prefix="orvo-bench-", dir=arguments.work) as work:
+        samples = [sample for name in arguments.packs
+                   for sample in pack_samples(name, arguments, Path(work).resolve())]
+        machine = report.machine(work)
+    report.write(samples, machine, arguments.rounds, arguments.report)
+    return 0 if memory_is_bounded(samples) else 1
+
+
+def parsed_arguments():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", type=Path, required=True, help="the folder of a Release build")
+    parser.add_argument("--packs", nargs="+", default=["sample", *(kind.name for kind in packs.LARGE + packs.SMALL)],
+                        help="sample, thousand, huge, or small-N for any number N of small transitions")
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--work", type=Path, help="a folder on the disk to measure, with 35 GB free; kept clean")
+    parser.add_argument("--report", type=Path, default=Path(__file__).parents[1] / "docs/performance.md")
+    arguments = parser.parse_args()
+    arguments.work = arguments.work or arguments.build
+    return arguments
+
+
+def pack_samples(name, arguments, work):
+    """The measurements of one pack, every round in turn through all contestants."""
+    folder = work / name
+    product = (arguments.build / "product").resolve()
+    pack = packs.sample(product, folder) if name == "sample" else packs.generate(packs.kind(name), product, folder)
+    for number in range(arguments.rounds):
+        for contestant in contestants.ALL:
+            print(f"{pack.title}, round {number + 1}: {contestant.name}", file=sys.stderr)
+            for operation, cost in costs(contestant(pack, work / "target"), pack, arguments.build / "bench/measure"):
+                yield {"pack": pack.title, "kind": name, "transitions": len(pack.transitions),
+                       "size": sum(pack.templates.values()), "operation": operation,
+                       "contestant": contestant.name, **cost}
+            shutil.rmtree(work / "target")
+    shutil.rmtree(folder)
+
+
+def costs(contestant, pack, measure):
+    """What each operation costs the contestant, beginning with a fresh target and all of the pack in memory."""
+    contestant.prepare()
+    warm(pack.tree.parent)
+    for operation in contestants.OPERATIONS:
+        command = contestant.command(operation)
+        if command is None:
+            continue
+        os.sync()
+        yield operation, measured(command, measure)
+        expected = {} if operation == "uninstall" else pack.templates
+        if packs.sizes(contestant.transitions, pack.transitions) != expected:
+            raise RuntimeError(f"{contestant.name} did something else than a complete {operation}")
+
+
+def warm(folder):
+    subprocess.run(["find", folder, "-type", "f", "-exec", "cat", "{}", "+"], check=True, stdout=subprocess.DEVNULL)
+
+
+def measured(command, measure):
+    with tempfile.NamedTemporaryFile() as result:
+        outcome = subprocess.run([measure, result.name, *command], check=False, text=True, stdin=subprocess.DEVNULL,
+                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        if outcome.returncode != 0:
+            raise RuntimeError(f"{command[0]} failed: {outcome.stdout}")
+        return json.load(result)
+
+
+def memory_is_bounded(samples):
+    peak = max(sample["memory"] for sample in samples if sample["contestant"] == contestants.Installer.name)
+    print(f"the installer's peak memory: {peak / 1e6:.1f} MB", file=sys.stderr)
+    return peak < MEMORY_BOUND
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -27,7 +27,10 @@ PackPaths::PackPaths(const PackInstaller& installer)
       payloadApplication(installer.payload / applicationName),
       payloadTemplates(installer.payload / "MotionTemplates"),
       support(installer.home / "Library/Application Support/OrvoTransitions"), backups(support / "Backups"),
-      journal(support / "journal.jsonl") {}
+      journal(support / "journal.jsonl"), roots{installer.home, support,
+                                                backups,        installedApplication.parent_path(),
+                                                transitions,    category,
+                                                legacy} {}
 
 void PackPaths::refuseLinksOut(const PackInstaller& installer, const fs::path& place) const {
     if (!isBelow(place, transitions)) {

@@ -3,6 +3,7 @@
 #include "engine/PackInstaller.hpp"
 
 #include <filesystem>
+#include <vector>
 
 namespace engine {
 
@@ -21,6 +22,8 @@ struct PackPaths {
     std::filesystem::path support;
     std::filesystem::path backups;
     std::filesystem::path journal;
+
+    std::vector<std::filesystem::path> roots; ///< one at least on every file system that a run changes
 
     explicit PackPaths(const PackInstaller& installer);
 

@@ -79,7 +79,8 @@ std::string encodeManifest(const Manifest& manifest) {
         json += (json.back() == '{' ? "" : ",") + platform::compactJson(path) + ":" +
                 platform::compactJson(digest);
     }
-    return json + "}}";
+    json += "}}";
+    return json;
 }
 
 } // namespace engine

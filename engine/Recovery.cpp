@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <set>
 
 namespace fs = std::filesystem;
 
@@ -37,7 +36,7 @@ std::vector<std::string> Recovery::undo(const std::vector<Change>& changes,
                   [&](const Change& change) { attempt(problems, [&] { putBack(change, discard); }); });
     attempt(problems, [&] { restoreHiddenFlag(); });
     removeMadeFolders(problems);
-    attempt(problems, [&] { synchronize(changes); });
+    attempt(problems, [&] { installer.fm.synchronizeFileSystems(paths.roots); });
     return problems;
 }
 
@@ -152,18 +151,6 @@ void Recovery::setAside(const fs::path& place, const fs::path& folder) const {
         installer.fm.moveItem(place, kept);
     } catch (const platform::Error& failure) {
         throw platform::fileError("mettre de côté", place, failure.number());
-    }
-}
-
-void Recovery::synchronize(const std::vector<Change>& changes) const {
-    std::set<std::string> folders;
-    for (const Change& change : changes) {
-        folders.insert(placeOf(change).parent_path().string());
-    }
-    for (const std::string& folder : folders) {
-        if (installer.exists(folder)) {
-            installer.fm.synchronize({folder});
-        }
     }
 }
 

@@ -37,7 +37,6 @@ private:
     void restoreHiddenFlag() const;
     void removeMadeFolders(Problems& problems) const;
     void setAside(const std::filesystem::path& place, const std::filesystem::path& folder) const;
-    void synchronize(const std::vector<Change>& changes) const;
     std::vector<Change> changesFoundOnDisk() const;
     std::filesystem::path placeOf(const Change& change) const { return installer.home / change.place; }
 

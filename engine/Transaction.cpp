@@ -241,8 +241,8 @@ void Transaction::recordFolder(const fs::path& path) {
 
 void Transaction::createWorkFolders() {
     installer.fm.makeFolderDurably(backup);
-    journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl", recordText);
-    recordText = {};
+    journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl",
+                                std::exchange(recordText, {}));
     if (digestOfManifests() != manifestsRead) {
         throw InstallError("Une autre installation vient de se terminer, réessayez.");
     }
@@ -351,33 +351,9 @@ void Transaction::replaceApplication() {
 }
 
 void Transaction::commit() {
-    synchronizeWhatWasWritten();
+    installer.fm.synchronizeFileSystems(paths.roots);
     removeStaging();
     journal->end();
-}
-
-/// What the run put in place, what it saved, and every folder whose entries it may have changed.
-void Transaction::synchronizeWhatWasWritten() const {
-    const auto synchronize = [this](const fs::path& item, bool) { installer.fm.synchronize({item}); };
-    std::set<fs::path> saving{{}};
-    for (const Change& change : changes.list()) {
-        for (fs::path saved = change.saved; !saved.empty(); saved = saved.parent_path()) {
-            saving.insert(saved.parent_path());
-        }
-        if (const fs::path place = installer.home / change.place; installer.fm.occupied(place)) {
-            synchronize(place, false);
-            installer.fm.enumerate(place, synchronize);
-        }
-    }
-    for (const fs::path& folder : saving) {
-        synchronize(folder.empty() ? backup : backup / folder, true);
-    }
-    for (const auto& [path, permissions] : record.folders) {
-        if (const fs::path folder = installer.home / path; installer.exists(folder)) {
-            synchronize(folder, true);
-        }
-    }
-    synchronize(installer.home, true);
 }
 
 std::string Transaction::summary() const {

@@ -57,7 +57,6 @@ private:
     void addPlace(const std::filesystem::path& place, const std::string& saved);
     void recordFolder(const std::filesystem::path& path);
     std::string digestOfManifests() const;
-    void synchronizeWhatWasWritten() const;
     void write(const Manifest& manifest, const std::filesystem::path& file, const std::string& name);
 
     const PackInstaller& installer;

@@ -24,6 +24,13 @@ def _real(path: str) -> str:
     return os.path.join(os.path.realpath(os.path.dirname(path)), os.path.basename(path))
 
 
+def _device(path: str) -> int:
+    """The file system of an item, or of the folder where it stood."""
+    while not os.path.lexists(path):
+        path = os.path.dirname(path)
+    return os.lstat(path).st_dev
+
+
 class Disk:
     """What a power cut could take: data of files, properties of items, names in folders."""
 
@@ -50,6 +57,8 @@ class Disk:
             self.properties.add(_real(call.paths()[0]) if call.paths() else call.descriptor()[1])
         elif name in ("fsync", "fdatasync"):
             self._synced(call.descriptor()[1])
+        elif name == "syncfs":
+            self._synced_file_system(_device(call.descriptor()[1]))
         elif name in ("rename", "renameat", "renameat2"):
             self._renamed(*map(_real, call.paths()[:2]))
         elif name in MAKING:
@@ -64,6 +73,10 @@ class Disk:
         self.data.discard(path)
         self.properties.discard(path)
         self.names = {name for name in self.names if os.path.dirname(name) != path}
+
+    def _synced_file_system(self, device: int) -> None:
+        for items in (self.data, self.properties, self.names):
+            items -= {path for path in items if _device(path) == device}
 
     def _renamed(self, old: str, new: str) -> None:
         for items in (self.data, self.properties, self.names):
@@ -106,7 +119,7 @@ def audit(calls: list[Call], support: Path) -> Iterator[str]:
 
 
 def _changes_outside(call: Call, support: str) -> bool:
-    if not call.changes or call.name in ("flock", "fsync", "fdatasync", "sync_file_range"):
+    if not call.changes or call.name in ("flock", "fsync", "fdatasync", "syncfs", "sync_file_range"):
         return False
     return any(not path.startswith(support) and not support.startswith(path) for path in call.paths()
                if path.startswith("/") and path != "/dev/null")

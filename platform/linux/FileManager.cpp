@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <set>
 #include <sstream>
 #include <vector>
 
@@ -38,6 +37,10 @@ bool renameExclusively(const fs::path& from, const fs::path& to) {
         }
     }
     throw fileError("déplacer", from, to, errno);
+}
+
+int flushFileSystem(int file) {
+    return ::syncfs(file);
 }
 
 } // namespace parts
@@ -232,22 +235,6 @@ void FileManager::synchronize(const std::vector<fs::path>& items) const {
     for (const fs::path& item : written) {
         const Descriptor file = parts::openForReading(item, O_NOFOLLOW);
         if (retrying([&] { return ::fsync(file.get()); }) != 0) {
-            throw fileError("enregistrer sur le disque", item, errno);
-        }
-    }
-}
-
-// After many small files one flush of all costs a fraction of one flush each.
-void FileManager::synchronizeFileSystems(const std::vector<fs::path>& items) const {
-    std::set<dev_t> synchronized;
-    for (const fs::path& item : items) {
-        if (!exists(item)) {
-            continue;
-        }
-        const Descriptor file = parts::openForReading(item);
-        struct stat found {};
-        if (::fstat(file.get(), &found) != 0 || (synchronized.insert(found.st_dev).second &&
-                                                 retrying([&] { return ::syncfs(file.get()); }) != 0)) {
             throw fileError("enregistrer sur le disque", item, errno);
         }
     }

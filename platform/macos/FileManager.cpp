@@ -9,7 +9,6 @@
 #include <sys/stdio.h>
 
 #include <map>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -36,6 +35,10 @@ bool renameExclusively(const fs::path& from, const fs::path& to) {
         }
     }
     throw fileError("déplacer", from, to, errno);
+}
+
+int flushFileSystem(int file) {
+    return ::fsync_volume_np(file, SYNC_VOLUME_FULLSYNC | SYNC_VOLUME_WAIT);
 }
 
 } // namespace parts
@@ -94,24 +97,6 @@ void FileManager::synchronize(const std::vector<fs::path>& items) const {
         const auto& [item, file] = last;
         if (retrying([&] { return ::fcntl(file.get(), F_FULLFSYNC); }) != 0 && errno != ENOTSUP &&
             errno != EINVAL && errno != ENOTTY) { // disks without a cache of their own, and network disks
-            throw fileError("enregistrer sur le disque", item, errno);
-        }
-    }
-}
-
-void FileManager::synchronizeFileSystems(const std::vector<fs::path>& items) const {
-    std::set<dev_t> synchronized;
-    for (const fs::path& item : items) {
-        if (!exists(item)) {
-            continue;
-        }
-        const Descriptor file = parts::openForReading(item);
-        struct stat found {};
-        if (::fstat(file.get(), &found) != 0 ||
-            (synchronized.insert(found.st_dev).second &&
-             retrying([&] {
-                 return ::fsync_volume_np(file.get(), SYNC_VOLUME_FULLSYNC | SYNC_VOLUME_WAIT);
-             }) != 0)) {
             throw fileError("enregistrer sur le disque", item, errno);
         }
     }

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string_view>
 
-/// What the file manager's sources share. Each system's source implements `renameExclusively` and, of
+/// What the file manager's sources share. Each system's source implements the last two functions and, of
 /// FileManager, `copyItem`, `isHidden`, `setHidden`, `hiddenList` and `synchronize`.
 namespace platform::parts {
 
@@ -23,5 +23,8 @@ bool writeAll(int descriptor, std::string_view bytes);
 /// Renames an item to a place where nothing stands. Returns false when the places lie on different file
 /// systems, throws `Error` for every other failure.
 bool renameExclusively(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// Puts all that was written to the file's file system on the disk; -1, with errno set, when that fails.
+int flushFileSystem(int file);
 
 } // namespace platform::parts

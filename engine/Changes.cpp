@@ -34,11 +34,16 @@ void Changes::create(const fs::path& place, const std::function<void()>& action)
     if (entries.empty() || installer.home / entries.back().place != place) { // saved just now is recorded
         record(place, {});
     }
-    action();
+    try {
+        action();
+    } catch (const platform::Error& failure) {
+        entries.back().isTaken = failure.number() == EEXIST;
+        throw;
+    }
 }
 
 void Changes::record(const fs::path& place, const std::string& saved) {
-    entries.push_back({place.lexically_relative(installer.home).string(), saved});
+    entries.push_back({place.lexically_relative(installer.home).string(), saved, false});
 }
 
 } // namespace engine

@@ -14,6 +14,8 @@ namespace engine {
 struct Change {
     std::string place; ///< relative to the home folder
     std::string saved; ///< relative to the run's backup folder; empty when nothing stood at the place
+    bool isTaken =
+        false; ///< somebody else put something there in the meantime, which is not the run's to remove
 };
 
 /// What a run has changed so far, in order, each entry made before the run can leave a byte at the place.

@@ -94,9 +94,9 @@ std::vector<Change> Recovery::changesFoundOnDisk() const {
     std::vector<Change> changes;
     for (const Place& place : record.places) {
         if (installer.fm.occupied(backup / place.saved)) {
-            changes.push_back({place.path, place.saved});
+            changes.push_back({place.path, place.saved, false});
         } else if (!place.existed) {
-            changes.push_back({place.path, {}});
+            changes.push_back({place.path, {}, false});
         }
     }
     return changes;
@@ -118,7 +118,7 @@ void Recovery::remakeFolders(Problems& problems) const {
 void Recovery::putBack(const Change& change, const std::function<void(const fs::path&)>& discard) const {
     const fs::path place = placeOf(change);
     paths.refuseLinksOut(installer, place);
-    if (installer.fm.occupied(place)) {
+    if (!change.isTaken && installer.fm.occupied(place)) {
         discard(place);
     }
     if (!change.saved.empty()) {

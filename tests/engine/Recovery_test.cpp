@@ -104,6 +104,29 @@ TEST_F(RecoveryTest, RemovesCopiesThatWereNotFinished) {
     }
 }
 
+TEST_F(RecoveryTest, LeavesAFileThatSomebodyElsePutInTheRunsPlace) {
+    const fs::path other = paths.category / "x";
+    Changes changes(installer, backup);
+    const auto takenWhile = [&](const fs::path& taken) {
+        EXPECT_THROW(changes.create(taken,
+                                    [&] {
+                                        tests::writeFile(taken, "somebody else's");
+                                        installer.fm.writeNew(taken, "the run's");
+                                    }),
+                     platform::Error);
+    };
+    changes.preserve(place, "again");
+    takenWhile(place);
+    takenWhile(other);
+    const auto problems = Recovery(installer, paths, record).undo(changes.list(), [&](const fs::path& item) {
+        installer.fm.removeItem(item);
+    });
+    EXPECT_EQ(tests::readFile(other), "somebody else's");
+    EXPECT_EQ(tests::readFile(place), "somebody else's");
+    EXPECT_EQ(tests::readFile(backup / "again"), "the run's");
+    EXPECT_THAT(problems, ElementsAre(testing::HasSubstr("« " + place.string() + " »")));
+}
+
 TEST_F(RecoveryTest, NamesThePlaceThatItCannotSetAside) {
     const fs::path other = paths.category / "x";
     tests::writeFile(other, "the run's");

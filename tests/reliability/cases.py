@@ -97,13 +97,13 @@ def _late_failures(world: World, scenario: Scenario, clean: Run) -> Iterator[Lat
                       tuple(call for call in failed.calls[last_start + 1:] if call.changes))
     # The last sync before the journal goes is as late as a failure can be.
     journal = next(index for index, call in enumerate(clean.calls) if _ends_journal(call))
-    sync = max((call for call in clean.calls[:journal] if call.name == "fsync"), key=lambda call: call.ordinal)
+    sync = [call for call in clean.calls[:journal] if call.name in ("fsync", "syncfs")][-1]
     injection = Injection.error(sync, "EIO")
     world.prepare(scenario)
     failed = world.run(scenario, [injection])
     failure = next(index for index, call in enumerate(failed.calls) if call.injected)
     yield LateFailure("", (injection,), tuple(call for call in failed.calls[failure + 1:]
-                                              if call.changes and call.name != "fsync"))
+                                              if call.changes and call.name != sync.name))
 
 
 def _ends_journal(call: Call) -> bool:

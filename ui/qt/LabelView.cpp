@@ -23,10 +23,8 @@ void LabelView::setText(const std::string& text) {
     QLabel::setText(toText(text));
     if (announces && !text.empty()) {
         // A notification that comes into view is what screen readers speak without being asked.
-        for (const QAccessible::Event event : {QAccessible::NameChanged, QAccessible::ObjectShow}) {
-            QAccessibleEvent announcement(this, event);
-            QAccessible::updateAccessibility(&announcement);
-        }
+        QAccessibleEvent announcement(this, QAccessible::ObjectShow);
+        QAccessible::updateAccessibility(&announcement);
     }
 }
 

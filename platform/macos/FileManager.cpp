@@ -38,7 +38,15 @@ bool renameExclusively(const fs::path& from, const fs::path& to) {
 }
 
 int flushFileSystem(int file) {
-    return ::fsync_volume_np(file, SYNC_VOLUME_FULLSYNC | SYNC_VOLUME_WAIT);
+    const int result = ::fsync_volume_np(file, SYNC_VOLUME_FULLSYNC | SYNC_VOLUME_WAIT);
+    if (result > 0) { // it is not documented whether it returns the number or sets it
+        errno = result;
+    }
+    if (result != 0 && (errno == ENOTSUP || errno == ENOTTY)) { // network disks
+        ::sync();
+        return 0;
+    }
+    return result == 0 ? 0 : -1;
 }
 
 } // namespace parts

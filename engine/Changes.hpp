@@ -3,10 +3,10 @@
 #include "engine/PackInstaller.hpp"
 #include "engine/RunRecord.hpp"
 
+#include <deque>
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace engine {
 
@@ -17,6 +17,9 @@ struct Change {
     bool isTaken =
         false; ///< somebody else put something there in the meantime, which is not the run's to remove
 };
+
+/// A deque grows without holding everything twice.
+using ChangeList = std::deque<Change>;
 
 /// What a run has changed so far, in order, each entry made before the run can leave a byte at the place.
 class Changes {
@@ -33,14 +36,14 @@ public:
     /// Runs an action that creates something at the place, where nothing may stand. Throws what it throws.
     void create(const std::filesystem::path& place, const std::function<void()>& action);
 
-    const std::vector<Change>& list() const { return entries; }
+    const ChangeList& list() const { return entries; }
 
 private:
     void record(const std::filesystem::path& place, const std::string& saved);
 
     const PackInstaller& installer;
     std::filesystem::path backup;
-    std::vector<Change> entries;
+    ChangeList entries;
 };
 
 } // namespace engine

@@ -73,13 +73,20 @@ Manifest decodeManifest(std::string_view json, const std::filesystem::path& sour
     return manifest;
 }
 
-std::string encodeManifest(const Manifest& manifest) {
-    std::string json = "{\"owner\":" + platform::compactJson(manifest.owner) + ",\"files\":{";
+void encodeManifest(const Manifest& manifest, const std::function<void(std::string_view)>& sink) {
+    sink("{\"owner\":" + platform::compactJson(manifest.owner) + ",\"files\":{");
+    std::string_view separator;
     for (const auto& [path, digest] : manifest.files) { // a document of all files would take much more memory
-        json += (json.back() == '{' ? "" : ",") + platform::compactJson(path) + ":" +
-                platform::compactJson(digest);
+        sink(separator);
+        sink(platform::compactJson(path) + ":" + platform::compactJson(digest));
+        separator = ",";
     }
-    json += "}}";
+    sink("}}");
+}
+
+std::string encodeManifest(const Manifest& manifest) {
+    std::string json;
+    encodeManifest(manifest, [&](std::string_view piece) { json += piece; });
     return json;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -40,7 +41,8 @@ std::vector<CatalogName> decodeCatalog(std::string_view json, const std::filesys
 /// Reads a manifest: an object with "owner" and "files". Throws as above.
 Manifest decodeManifest(std::string_view json, const std::filesystem::path& source);
 
-/// The compact JSON of a manifest.
+/// Hands the compact JSON of a manifest to the sink.
+void encodeManifest(const Manifest& manifest, const std::function<void(std::string_view)>& sink);
 std::string encodeManifest(const Manifest& manifest);
 
 } // namespace engine

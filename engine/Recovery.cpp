@@ -28,7 +28,7 @@ void attempt(std::vector<std::string>& problems, Step step) {
 Recovery::Recovery(const PackInstaller& owner, const PackPaths& places, const RunRecord& found)
     : installer(owner), paths(places), record(found), backup(places.backups / found.backup) {}
 
-std::vector<std::string> Recovery::undo(const std::vector<Change>& changes,
+std::vector<std::string> Recovery::undo(const ChangeList& changes,
                                         const std::function<void(const fs::path&)>& discard) const {
     Problems problems;
     remakeFolders(problems);
@@ -90,8 +90,8 @@ void Recovery::removeUnfinished(Problems& problems) const {
     }
 }
 
-std::vector<Change> Recovery::changesFoundOnDisk() const {
-    std::vector<Change> changes;
+ChangeList Recovery::changesFoundOnDisk() const {
+    ChangeList changes;
     for (const Place& place : record.places) {
         if (installer.fm.occupied(backup / place.saved)) {
             changes.push_back({place.path, place.saved, false});

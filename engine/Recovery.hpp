@@ -19,7 +19,7 @@ public:
     /// Undoes the changes, the last one first, and returns what could not be put back, a French sentence
     /// each. `discard` gets rid of what the run left at a place.
     std::vector<std::string>
-    undo(const std::vector<Change>& changes,
+    undo(const ChangeList& changes,
          const std::function<void(const std::filesystem::path& place)>& discard) const;
 
     /// The same for a run that was cut short, of which only the record and the backup folder tell how far it
@@ -37,7 +37,7 @@ private:
     void restoreHiddenFlag() const;
     void removeMadeFolders(Problems& problems) const;
     void setAside(const std::filesystem::path& place, const std::filesystem::path& folder) const;
-    std::vector<Change> changesFoundOnDisk() const;
+    ChangeList changesFoundOnDisk() const;
     std::filesystem::path placeOf(const Change& change) const { return installer.home / change.place; }
 
     const PackInstaller& installer;

@@ -34,7 +34,7 @@ std::optional<platform::FileLock> hold(const fs::path& file) {
 } // namespace
 
 RunJournal RunJournal::begin(const platform::FileManager& files, const fs::path& file, const fs::path& draft,
-                             std::string_view record) {
+                             const platform::FileManager::Source& record) {
     // The file gets its final name only when it is whole, held and on the disk.
     files.writeNew(draft, record);
     std::optional<platform::FileLock> lock = hold(draft);

@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <optional>
-#include <string_view>
 
 namespace engine {
 
@@ -17,7 +16,7 @@ public:
     /// Writes the encoded record down durably, prepared under the name `draft` in a folder of the run's own.
     /// Throws InstallError when another run has begun.
     static RunJournal begin(const platform::FileManager& files, const std::filesystem::path& file,
-                            const std::filesystem::path& draft, std::string_view record);
+                            const std::filesystem::path& draft, const platform::FileManager::Source& record);
 
     /// Takes over the journal of a run that was cut short; nothing when there is none. Throws InstallError
     /// when that run is alive.

@@ -49,7 +49,7 @@ std::string Transaction::perform() {
     planTemplates();
     planLegacyCategory();
     planManifests();
-    recordPlaces();
+    recordFolders();
     try {
         createWorkFolders();
         handleTemplates();
@@ -174,6 +174,7 @@ void Transaction::planTemplates() {
             stale.emplace(path, digest);
         }
     }
+    touched.reserve(payload.size() + stale.size());
     for (const FileTable& files : {std::cref(payload), std::cref(stale)}) {
         verify(installer, paths.category, files, installed.files, uninstall);
         std::ranges::transform(files, std::back_inserter(touched),
@@ -202,34 +203,32 @@ void Transaction::planManifests() {
     }
 }
 
-/// The order of the places is the order of the phases below.
-void Transaction::recordPlaces() {
-    record.legacyHidden = installer.fm.isHidden(paths.legacy);
+void Transaction::forEachPlace(const PlaceVisitor& visit) const {
     for (const std::string& path : touched) {
-        addPlace(paths.category / path, "Templates/" + path);
+        visit(paths.category / path, "Templates/" + path);
     }
     for (const std::string& path : legacyPlan.removed) {
-        addPlace(paths.legacy / path, "Legacy/" + path);
+        visit(paths.legacy / path, "Legacy/" + path);
     }
     for (const auto& [path, bytes] : legacyPlan.marked) {
-        addPlace(paths.legacy / path, "Legacy/" + path);
+        visit(paths.legacy / path, "Legacy/" + path);
     }
     if (const std::optional<fs::path> list = installer.fm.hiddenList(paths.legacy);
         list && record.legacyHidden) {
-        addPlace(*list, "hidden-list");
+        visit(*list, "hidden-list");
     }
-    addPlace(paths.installedManifest, "manifest.json");
-    addPlace(paths.legacyManifest, "legacy-manifest.json");
-    addPlace(paths.installedApplication, applicationName);
-    paths.refuseLinksOut(installer, backup);
-    recordText += encodeRunRecord(record);
+    visit(paths.installedManifest, "manifest.json");
+    visit(paths.legacyManifest, "legacy-manifest.json");
+    visit(paths.installedApplication, applicationName);
 }
 
-void Transaction::addPlace(const fs::path& place, const std::string& saved) {
-    paths.refuseLinksOut(installer, place);
-    const fs::path path = place.lexically_relative(installer.home);
-    recordFolder(path.parent_path());
-    recordText += encodePlace({path.string(), saved, installer.fm.occupied(place)});
+void Transaction::recordFolders() {
+    record.legacyHidden = installer.fm.isHidden(paths.legacy);
+    forEachPlace([this](const fs::path& place, const std::string&) {
+        paths.refuseLinksOut(installer, place);
+        recordFolder(place.lexically_relative(installer.home).parent_path());
+    });
+    paths.refuseLinksOut(installer, backup);
 }
 
 void Transaction::recordFolder(const fs::path& path) {
@@ -242,7 +241,7 @@ void Transaction::recordFolder(const fs::path& path) {
 void Transaction::createWorkFolders() {
     installer.fm.makeFolderDurably(backup);
     journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl",
-                                std::exchange(recordText, {}));
+                                [this](const auto& sink) { writeRecord(sink); });
     if (digestOfManifests() != manifestsRead) {
         throw InstallError("Une autre installation vient de se terminer, réessayez.");
     }
@@ -250,6 +249,14 @@ void Transaction::createWorkFolders() {
         installer.mkdir(staging);
         installer.fm.copyItem(paths.payloadApplication, staging / applicationName);
     }
+}
+
+void Transaction::writeRecord(const platform::FileManager::Sink& sink) const {
+    sink(encodeRunRecord(record));
+    forEachPlace([&](const fs::path& place, const std::string& saved) {
+        sink(encodePlace(
+            {place.lexically_relative(installer.home).string(), saved, installer.fm.occupied(place)}));
+    });
 }
 
 void Transaction::handleTemplates() {
@@ -311,7 +318,9 @@ void Transaction::write(const Manifest& manifest, const fs::path& file, const st
         return; // a manifest that lists nothing is no file
     }
     installer.mkdir(file.parent_path());
-    changes.create(file, [&] { installer.fm.writeAtomically(file, encodeManifest(manifest)); });
+    changes.create(file, [&] {
+        installer.fm.writeAtomically(file, [&](const auto& sink) { encodeManifest(manifest, sink); });
+    });
 }
 
 void Transaction::handleApplication() {

@@ -9,6 +9,7 @@
 
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -34,7 +35,7 @@ private:
     void planTemplates();
     void planLegacyCategory();
     void planManifests();
-    void recordPlaces();
+    void recordFolders();
 
     void createWorkFolders();
     void handleTemplates();
@@ -54,7 +55,11 @@ private:
                               const std::vector<std::string>& files) const;
     void replaceApplication();
     bool installs(const std::string& path) const;
-    void addPlace(const std::filesystem::path& place, const std::string& saved);
+    /// Visits every place that the run is going to change, in the order of the phases, with the relative path
+    /// of its saved copy.
+    using PlaceVisitor = std::function<void(const std::filesystem::path& place, const std::string& saved)>;
+    void forEachPlace(const PlaceVisitor& visit) const;
+    void writeRecord(const platform::FileManager::Sink& sink) const;
     void recordFolder(const std::filesystem::path& path);
     std::string digestOfManifests() const;
     void write(const Manifest& manifest, const std::filesystem::path& file, const std::string& name);
@@ -73,8 +78,7 @@ private:
     std::vector<std::string> touched; ///< every file of the category that is replaced or removed, sorted
     LegacyPlan legacyPlan;
     std::string manifestsRead; ///< the digests of both files as they were read
-    RunRecord record;          ///< without the places, which stand encoded in `recordText`
-    std::string recordText;
+    RunRecord record;          ///< without the places
 
     std::filesystem::path backup;
     std::filesystem::path staging;

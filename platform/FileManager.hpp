@@ -32,13 +32,18 @@ public:
     /// The whole contents of a regular file.
     std::string read(const std::filesystem::path& path) const;
 
-    /// Hands the contents of a regular file to `consume` piece by piece, so that no file is too large.
-    void read(const std::filesystem::path& path, const std::function<void(std::string_view)>& consume) const;
+    /// Takes contents piece by piece, so that no file is too large for the memory.
+    using Sink = std::function<void(std::string_view)>;
+    using Source = std::function<void(const Sink&)>;
 
-    /// Writes a file where nothing stands; after a failure nothing of it is left.
-    void writeNew(const std::filesystem::path& path, std::string_view contents) const;
+    /// Hands the contents of a regular file to the sink.
+    void read(const std::filesystem::path& path, const Sink& sink) const;
+
+    /// Writes a file where nothing stands; after a failure, also one of the source's, nothing of it is left.
+    void writeNew(const std::filesystem::path& path, const Source& contents) const;
 
     /// Replaces the file by one with these contents, which appears whole or not at all.
+    void writeAtomically(const std::filesystem::path& path, const Source& contents) const;
     void writeAtomically(const std::filesystem::path& path, std::string_view contents) const;
 
     /// Creates the folder and every missing one above it; an existing folder is not an error.

@@ -49,7 +49,27 @@ bool writeAll(int descriptor, std::string_view bytes) {
 namespace {
 
 constexpr const char* temporaryEnding = ".orvo-partial";
-constexpr std::size_t pieceSize = std::size_t{256} * 1024;
+constexpr std::size_t pieceSize = std::size_t{64} * 1024;
+
+void writePieces(const fs::path& path, Descriptor& file, const FileManager::Source& contents) {
+    std::string pending;
+    const auto flush = [&] {
+        if (!parts::writeAll(file.get(), pending)) {
+            throw fileError("écrire", path, errno);
+        }
+        pending.clear();
+    };
+    contents([&](std::string_view piece) {
+        pending += piece;
+        if (pending.size() >= pieceSize) {
+            flush();
+        }
+    });
+    flush();
+    if (!file.close()) {
+        throw fileError("écrire", path, errno);
+    }
+}
 
 /// Removes the item with all in it, and goes on after a signal.
 std::error_code removeAll(const fs::path& path) {
@@ -98,7 +118,7 @@ std::string FileManager::read(const fs::path& path) const {
     return contents;
 }
 
-void FileManager::read(const fs::path& path, const std::function<void(std::string_view)>& consume) const {
+void FileManager::read(const fs::path& path, const Sink& sink) const {
     const Descriptor file = parts::openForReading(path);
     struct stat found {};
     if (::fstat(file.get(), &found) != 0) {
@@ -107,7 +127,7 @@ void FileManager::read(const fs::path& path, const std::function<void(std::strin
     if (!S_ISREG(found.st_mode)) {
         throw fileError("lire", path, S_ISDIR(found.st_mode) ? EISDIR : ENXIO);
     }
-    std::vector<char> piece(pieceSize);
+    std::array<char, pieceSize> piece; // not cleared: small files are many
     for (;;) {
         const ssize_t length = retrying([&] { return ::read(file.get(), piece.data(), piece.size()); });
         if (length < 0) {
@@ -116,24 +136,25 @@ void FileManager::read(const fs::path& path, const std::function<void(std::strin
         if (length == 0) {
             return;
         }
-        consume({piece.data(), static_cast<std::size_t>(length)});
+        sink({piece.data(), static_cast<std::size_t>(length)});
     }
 }
 
-void FileManager::writeNew(const fs::path& path, std::string_view contents) const {
+void FileManager::writeNew(const fs::path& path, const Source& contents) const {
     Descriptor file(retrying(
         [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666); }));
     if (!file) {
         throw fileError("écrire", path, errno);
     }
-    if (!parts::writeAll(file.get(), contents) || !file.close()) {
-        const int number = errno;
+    try {
+        writePieces(path, file, contents);
+    } catch (const std::exception&) {
         retrying([&] { return ::unlink(path.c_str()); });
-        throw fileError("écrire", path, number);
+        throw;
     }
 }
 
-void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
+void FileManager::writeAtomically(const fs::path& path, const Source& contents) const {
     const fs::path temporary = temporaryName(path);
     removeUnfinished(temporary);
     writeNew(temporary, contents);
@@ -142,6 +163,10 @@ void FileManager::writeAtomically(const fs::path& path, std::string_view content
         retrying([&] { return ::unlink(temporary.c_str()); });
         throw fileError("écrire", path, number);
     }
+}
+
+void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
+    writeAtomically(path, [&](const Sink& sink) { sink(contents); });
 }
 
 /// Where an earlier run could neither finish an item nor remove it, this one must not stop for ever.

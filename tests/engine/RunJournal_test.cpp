@@ -19,7 +19,10 @@ struct RunJournalTest : testing::Test {
     RunRecord record{"B-1", "Staging-1", false, {}, {}};
     std::string busy = "Une autre installation est en cours, réessayez quand elle sera terminée.";
 
-    RunJournal begin() { return RunJournal::begin(files, file, folder / "draft", encodeRunRecord(record)); }
+    RunJournal begin() {
+        return RunJournal::begin(files, file, folder / "draft",
+                                 [this](const auto& sink) { sink(encodeRunRecord(record)); });
+    }
 };
 
 TEST_F(RunJournalTest, StandsInItsFileUntilItEnds) {

@@ -35,9 +35,9 @@ TEST_F(FileManagerFaultsTest, MakesAFolderDurablyWithAllAboveIt) {
 }
 
 TEST_F(FileManagerFaultsTest, WritesANewFileOnlyWhereNothingStands) {
-    files.writeNew(folder / "new", "contents");
+    files.writeNew(folder / "new", [](const auto& sink) { sink("contents"); });
     EXPECT_EQ(tests::readFile(folder / "new"), "contents");
-    EXPECT_THROW(files.writeNew(folder / "new", "other"), platform::Error);
+    EXPECT_THROW(files.writeNew(folder / "new", [](const auto& sink) { sink("other"); }), platform::Error);
     EXPECT_EQ(tests::readFile(folder / "new"), "contents");
 }
 

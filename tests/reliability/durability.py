@@ -10,7 +10,7 @@ import os
 from pathlib import Path
 from typing import Iterable, Iterator
 
-from tracing import Call
+from tracing import SYNCHRONIZING, Call
 
 WRITING = {"write", "pwrite64", "writev", "ftruncate", "fallocate"}
 COPYING = {"copy_file_range": 1, "sendfile": 0, "ioctl": 0, "splice": 1}  # which descriptor is written
@@ -119,7 +119,7 @@ def audit(calls: list[Call], support: Path) -> Iterator[str]:
 
 
 def _changes_outside(call: Call, support: str) -> bool:
-    if not call.changes or call.name in ("flock", "fsync", "fdatasync", "syncfs", "sync_file_range"):
+    if not call.changes or call.name in {"flock", *SYNCHRONIZING}:
         return False
     return any(not path.startswith(support) and not support.startswith(path) for path in call.paths()
                if path.startswith("/") and path != "/dev/null")

@@ -17,6 +17,7 @@ CHANGING = (
     "utimensat fsync fdatasync syncfs sync sync_file_range truncate ftruncate fallocate setxattr lsetxattr fsetxattr "
     "removexattr lremovexattr fremovexattr mknod mknodat clone clone3 fork vfork flock").split()
 STARTING = {"clone", "clone3", "fork", "vfork"}
+SYNCHRONIZING = {"fsync", "fdatasync", "syncfs", "sync_file_range"}
 TIMEOUT = 60
 
 _LINE = re.compile(r"^(\w+)\((.*)\) += (-?\d+|\?)(.*)$")

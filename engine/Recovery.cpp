@@ -102,16 +102,20 @@ ChangeList Recovery::changesFoundOnDisk() const {
     return changes;
 }
 
-/// Transition folders go when a run empties them; the files need them again.
+/// Transition folders go when a run empties them; the files need them again. One that was made again already,
+/// by a recovery that was cut short, may still lack its permissions.
 void Recovery::remakeFolders(Problems& problems) const {
     for (const auto& [path, permissions] : record.folders) {
         const fs::path folder = installer.home / path;
-        if (permissions && !installer.fm.exists(folder)) {
-            attempt(problems, [&, &bits = *permissions] {
-                installer.mkdir(folder);
-                installer.fm.setPermissions(folder, bits);
-            });
+        if (!permissions || installer.fm.folderPermissions(folder) == permissions) {
+            continue;
         }
+        attempt(problems, [&, &bits = *permissions] {
+            installer.mkdir(folder);
+            if (!installer.fm.isLink(folder)) { // whose target is not the run's
+                installer.fm.setPermissions(folder, bits);
+            }
+        });
     }
 }
 

@@ -93,6 +93,20 @@ TEST_F(RecoveryTest, FollowsALinkAboveTheCategories) {
     EXPECT_TRUE(fs::is_symlink(home / "Movies"));
 }
 
+TEST_F(RecoveryTest, GivesAFolderThatWasMadeAgainItsPermissions) {
+    const fs::path gone = paths.category / "02 Old Wipe";
+    const fs::path madeAgain = paths.category / "01 Fade";
+    const auto relative = [&](const fs::path& item) { return item.lexically_relative(home).string(); };
+    record.folders = {{relative(gone), 0711U}, {relative(madeAgain), 0750U}};
+    fs::create_directory(outside / "linked");
+    fs::create_directory_symlink(outside / "linked", home / "link");
+    record.folders.emplace("link", 0700U);
+    EXPECT_THAT(undo(), IsEmpty());
+    EXPECT_EQ(installer.fm.folderPermissions(gone), 0711U);
+    EXPECT_EQ(installer.fm.folderPermissions(madeAgain), 0750U);
+    EXPECT_NE(installer.fm.folderPermissions(outside / "linked"), 0700U);
+}
+
 TEST_F(RecoveryTest, RemovesCopiesThatWereNotFinished) {
     const auto unfinished = [](const fs::path& item) { return platform::FileManager::temporaryName(item); };
     tests::writeFile(unfinished(place), "half");

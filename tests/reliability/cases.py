@@ -18,9 +18,9 @@ KINDS = {
     "fault": "one call fails",
     "double": "the run fails late, then one call of the recovery fails",
     "kill": "killed at a call, then run again",
-    "power": "the same, and unsynced data is lost",
+    "power": "the same with unsynced data lost, and with a run between that only undoes",
     "kill twice": "killed, killed again while undoing, then run again",
-    "power twice": "the same, and unsynced data is lost both times",
+    "power twice": "the same with unsynced data lost both times, and with a run between that only undoes",
     "fault after kill": "killed, then one call of the undoing fails, then run again",
 }
 
@@ -116,15 +116,16 @@ def _cuts(world: World, scenario: Scenario, calls: Sequence[Call], count: int) -
                  if call.name == "renameat2" and call.paths()[-1].endswith("/journal.jsonl")) + 1
     # From the latest point back: the later a run was cut, the more there is to undo.
     points = [end - round(step * (end - begin) / count) for step in range(count)]
-    for position, point in enumerate(points):
-        kill, loses = Injection.kill(calls[point]), position % 2 == 1
-        world.prepare(scenario)
-        cut = world.run(scenario, [kill])
-        if loses:
-            lose_unsynced_data(cut.calls)
-        second = world.run(scenario).calls
-        undone = next((index for index, call in enumerate(second) if _ends_journal(call)), 0)
-        yield Cut(kill, loses, tuple(call for call in second[:undone + 2] if call.changes))
+    for point in points:
+        kill = Injection.kill(calls[point])
+        for loses_data in (False, True):
+            world.prepare(scenario)
+            cut = world.run(scenario, [kill])
+            if loses_data:
+                lose_unsynced_data(cut.calls)
+            second = world.run(scenario).calls
+            undone = next((index for index, call in enumerate(second) if _ends_journal(call)), 0)
+            yield Cut(kill, loses_data, tuple(call for call in second[:undone + 2] if call.changes))
 
 
 def cases(index: int, baseline: Baseline) -> Iterator[Case]:
@@ -142,9 +143,8 @@ def cases(index: int, baseline: Baseline) -> Iterator[Case]:
         for call in cut.undoing:
             kind = "power twice" if cut.loses_data else "kill twice"
             yield Case(index, kind, (cut.kill, Injection.kill(call)), loses_data=cut.loses_data, target=str(call))
-            for number in ERRORS:
-                yield Case(index, "fault after kill", (cut.kill, Injection.error(call, number)),
-                           loses_data=cut.loses_data, target=str(call))
+            for number in ERRORS if not cut.loses_data else ():
+                yield Case(index, "fault after kill", (cut.kill, Injection.error(call, number)), target=str(call))
 
 
 @dataclass(frozen=True)
@@ -196,6 +196,8 @@ def _try_double(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
 def _try_kill(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
     for injection in case.injections:
         yield from _cut(world, baseline, injection, case.loses_data)
+    if case.loses_data:
+        yield from _only_undoes(world, baseline)
     yield from _completes(world, baseline)
 
 
@@ -224,6 +226,19 @@ def _cut(world: World, baseline: Baseline, injection: Injection, loses_data: boo
     if loses_data:
         lose_unsynced_data(run.calls)
     yield from checks.loses_nothing(world.state(), baseline.before)
+
+
+def _only_undoes(world: World, baseline: Baseline) -> Iterator[str]:
+    """A request that is refused still undoes what was cut short, and nothing more."""
+    run = world.run(baseline.scenario, refused=True)
+    state = world.state()
+    if run.status != 1 or run.message != "Sélection de transitions invalide.\n":
+        yield f"not undone: status {run.status}, {run.message!r}"
+    yield from _always(state, baseline)
+    yield from checks.leaves_no_leftover(state)
+    # A run that was cut after its last change is done, and there is nothing to undo.
+    if any(checks.is_done(state, baseline.clean)):
+        yield from checks.is_unchanged(state, baseline.before)
 
 
 def _completes(world: World, baseline: Baseline) -> Iterator[str]:

@@ -138,6 +138,7 @@ def _movies_with_pack(edition: str) -> TreeBuilder:
     movies = _movies()
     current = {path: data for name in CURRENT for path, data in transition(name, edition).items()}
     retired = transition("02 Old Wipe", edition)
+    movies.folder(CATEGORY + "/02 Old Wipe", 0o750)  # goes with its files and comes back with them
     movies.files(CATEGORY, current | retired)
     movies.file(CATEGORY + "/.orvo-transitions.json", manifest(current | retired))
     movies.file(CATEGORY + "/01 Fade/notes.txt", b"notes that the user keeps beside a template")

@@ -19,8 +19,8 @@ and with what result. The command `script/reliability` measures all of it again 
   the support folder, and the message ends with the backup folder's path and "État précédent restauré.".
 - When the recovery meets a failure too, the message names each place that was not restored, and what stood there
   is in the backup folder.
-- When the program or the power is cut off anywhere, the next run undoes the first before it begins: the home is
-  then what that request makes of the state before the cut. If something cannot be undone, the run stops, names the
+- When the program or the power is cut off anywhere, the next run undoes the first before it begins, so that the home
+  is exactly as before the cut, and then does its own work. If something cannot be undone, the run stops, names the
   places and the backup folder, and the run after it tries again.
 - After a cut no file of the user's is gone, and nothing stays behind but backup folders.
 - What a run reports as installed is on the disk: each file, and each folder with a new name in it. The journal was

@@ -57,9 +57,12 @@ class World:
         else:
             scenario.movies.write(movies)
 
-    def run(self, scenario: Scenario, injections: Sequence[Injection] = (), failing_tool: str = "") -> Run:
+    def run(self, scenario: Scenario, injections: Sequence[Injection] = (), failing_tool: str = "",
+            refused: bool = False) -> Run:
         program = self.failing[failing_tool] if failing_tool else self.program
         arguments = ["--root", str(self.home), *scenario.arguments]
+        if refused:
+            arguments = ["--only", "no such transition", *arguments]
         for _ in range(20):
             self.runs += 1
             result = run(program, arguments, self.log, injections)

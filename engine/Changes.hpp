@@ -12,10 +12,9 @@ namespace engine {
 
 /// A place whose former contents a run saved or, without a saved copy, where it created something.
 struct Change {
-    std::string place; ///< relative to the home folder
-    std::string saved; ///< relative to the run's backup folder; empty when nothing stood at the place
-    bool isTaken =
-        false; ///< somebody else put something there in the meantime, which is not the run's to remove
+    std::string place;    ///< relative to the home folder
+    std::string saved;    ///< relative to the run's backup folder; empty when nothing stood at the place
+    bool isTaken = false; ///< what stands there now is somebody else's, and not the run's to remove
 };
 
 /// A deque grows without holding everything twice.

@@ -125,7 +125,8 @@ TEST_F(RecoveryTest, LeavesAFileThatSomebodyElsePutInTheRunsPlace) {
         EXPECT_THROW(changes.create(taken,
                                     [&] {
                                         tests::writeFile(taken, "somebody else's");
-                                        installer.fm.writeNew(taken, "the run's");
+                                        installer.fm.writeNew(taken,
+                                                              [](const auto& sink) { sink("the run's"); });
                                     }),
                      platform::Error);
     };

@@ -101,9 +101,9 @@ public:
     /// Returns once the items (files by their contents, folders by their entries) are on the disk.
     void synchronize(const std::vector<std::filesystem::path>& items) const;
 
-    /// Returns once everything that was written so far to the file systems of the items is on the disk. Items
-    /// that are not there count for nothing.
-    void synchronizeFileSystems(const std::vector<std::filesystem::path>& items) const;
+    /// Returns once everything that was written so far to the file systems of the folders is on the disk.
+    /// What is no folder counts for nothing.
+    void synchronizeFileSystems(const std::vector<std::filesystem::path>& folders) const;
 
 private:
     void removeMoved(const std::filesystem::path& path) const;

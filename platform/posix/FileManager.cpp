@@ -309,10 +309,10 @@ void FileManager::setPermissions(const fs::path& path, unsigned permissions) con
 }
 
 // After many small files one flush of all costs a fraction of one flush each.
-void FileManager::synchronizeFileSystems(const std::vector<fs::path>& items) const {
+void FileManager::synchronizeFileSystems(const std::vector<fs::path>& folders) const {
     std::set<dev_t> synchronized;
-    for (const fs::path& item : items) {
-        if (!exists(item)) {
+    for (const fs::path& item : folders) {
+        if (!folderPermissions(item)) {
             continue;
         }
         const Descriptor file = parts::openForReading(item);

@@ -164,11 +164,11 @@ TEST_F(RecoveryFromFailure, OfTheLastStepOfAnInstall) {
         GTEST_SKIP() << "strace cannot trace here";
     }
     home.fillAsLongUsed();
-    expectRestored(injecting(program({"--install"}), {"-P", home.manifest.string(), "-e", "trace=fsync", "-e",
-                                                      "inject=fsync:error=EIO"}),
-                   home,
-                   "Impossible d’enregistrer sur le disque « " + home.manifest.string() +
-                       " » : le disque a signalé une erreur d’entrée-sortie.");
+    expectRestored(
+        injecting(program({"--install"}), {"-e", "trace=syncfs", "-e", "inject=syncfs:error=EIO:when=1"}),
+        home,
+        "Impossible d’enregistrer sur le disque « " + home.folder.string() +
+            " » : le disque a signalé une erreur d’entrée-sortie.");
 }
 
 } // namespace

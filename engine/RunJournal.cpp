@@ -1,6 +1,5 @@
 #include "engine/RunJournal.hpp"
 
-#include "engine/PackRecords.hpp"
 #include "platform/Error.hpp"
 
 #include <cerrno>
@@ -9,11 +8,12 @@
 namespace fs = std::filesystem;
 
 namespace engine {
-namespace {
 
 InstallError anotherRun() {
     return InstallError("Une autre installation est en cours, réessayez quand elle sera terminée.");
 }
+
+namespace {
 
 /// Holds the file at the path; nothing when there is none.
 std::optional<platform::FileLock> hold(const fs::path& file) {

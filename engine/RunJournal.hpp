@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/PackRecords.hpp"
 #include "engine/RunRecord.hpp"
 #include "platform/FileLock.hpp"
 #include "platform/FileManager.hpp"
@@ -8,6 +9,9 @@
 #include <optional>
 
 namespace engine {
+
+/// What a run says that finds another one at work.
+InstallError anotherRun();
 
 /// The file in the support folder that tells, while a run changes things and after it was cut short, what the
 /// run is going to touch. The run holds the file as long as it lives.

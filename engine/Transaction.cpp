@@ -5,11 +5,10 @@
 #include "engine/Recovery.hpp"
 #include "engine/Verification.hpp"
 #include "platform/Error.hpp"
+#include "platform/Parallel.hpp"
 #include "platform/Uuid.hpp"
 
 #include <algorithm>
-#include <functional>
-#include <iterator>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -40,6 +39,7 @@ Transaction::Transaction(const PackInstaller& owner, bool uninstalls, const Pack
 
 std::string Transaction::perform() {
     refuseRunningEditor();
+    holdHome();
     undoInterruptedRun();
     readCatalog();
     chooseSelection();
@@ -72,6 +72,19 @@ void Transaction::refuseRunningEditor() const {
             return identifier.starts_with("com.apple.FinalCut") || identifier == "com.apple.motionapp";
         })) {
         throw InstallError("Fermez Final Cut Pro et Motion, puis réessayez.");
+    }
+}
+
+/// Another run must not change what this one is reading. A home that is not there yet, and one on a disk that
+/// holds no folders, cannot be held: there the journal keeps the runs apart once they change something.
+void Transaction::holdHome() {
+    try {
+        homeLock = platform::FileLock::acquire(installer.home);
+    } catch (const platform::Error&) {
+        return;
+    }
+    if (!homeLock) {
+        throw anotherRun();
     }
 }
 
@@ -164,28 +177,21 @@ void Transaction::planTemplates() {
     if (!uninstall) {
         for (const std::string& transition : selection) {
             for (const std::string& path : templateFiles(transition)) {
-                payload.emplace(path, installer.hash(paths.payloadTemplates / path));
+                payload.emplace(path, std::string());
             }
         }
     }
-    FileTable stale; // what goes for good
+    platform::forEachInParallel(
+        payload, [this](auto& file) { file.second = installer.hash(paths.payloadTemplates / file.first); });
+    FileTable stale;
     for (const auto& [path, digest] : installed.files) {
         if (selected(path) && !payload.contains(path)) {
             stale.emplace(path, digest);
+            removed.push_back(path);
         }
     }
-    touched.reserve(payload.size() + stale.size());
-    for (const FileTable& files : {std::cref(payload), std::cref(stale)}) {
-        verify(installer, paths.category, files, installed.files, uninstall);
-        std::ranges::transform(files, std::back_inserter(touched),
-                               [](const auto& file) { return file.first; });
-    }
-    std::ranges::sort(touched);
-}
-
-/// True for a touched file that the run replaces, false for one that only goes.
-bool Transaction::installs(const std::string& path) const {
-    return !uninstall && selection.contains(transitionOf(path));
+    verify(installer, paths.category, payload, installed.files, uninstall);
+    verify(installer, paths.category, stale, installed.files, uninstall);
 }
 
 void Transaction::planLegacyCategory() {
@@ -194,17 +200,22 @@ void Transaction::planLegacyCategory() {
 }
 
 void Transaction::planManifests() {
-    for (const std::string& path : touched) {
+    for (const auto& [path, digest] : payload) {
         installed.files.erase(path);
     }
-    installed.files.merge(payload);
+    for (const std::string& path : removed) {
+        installed.files.erase(path);
+    }
     for (const std::string& path : legacyPlan.removed) {
         legacy.files.erase(path);
     }
 }
 
 void Transaction::forEachPlace(const PlaceVisitor& visit) const {
-    for (const std::string& path : touched) {
+    for (const auto& [path, digest] : payload) {
+        visit(paths.category / path, "Templates/" + path);
+    }
+    for (const std::string& path : removed) {
         visit(paths.category / path, "Templates/" + path);
     }
     for (const std::string& path : legacyPlan.removed) {
@@ -260,13 +271,14 @@ void Transaction::writeRecord(const platform::FileManager::Sink& sink) const {
 }
 
 void Transaction::handleTemplates() {
-    for (const std::string& path : touched) {
+    for (const auto& [path, digest] : payload) {
         changes.preserve(paths.category / path, "Templates/" + path);
-        if (installs(path)) {
-            installTemplate(path);
-        }
+        installTemplate(path);
     }
-    removeEmptiedFolders(paths.category, touched);
+    for (const std::string& path : removed) {
+        changes.preserve(paths.category / path, "Templates/" + path);
+    }
+    removeEmptiedFolders(paths.category, removed);
 }
 
 void Transaction::installTemplate(const std::string& path) {
@@ -308,6 +320,7 @@ void Transaction::handleLegacyCategory() {
 }
 
 void Transaction::writeManifests() {
+    installed.files.merge(payload);
     write(installed, paths.installedManifest, "manifest.json");
     write(legacy, paths.legacyManifest, "legacy-manifest.json");
 }
@@ -340,7 +353,7 @@ bool Transaction::removesApplication() const {
     installer.fm.enumerate(paths.category, [&](const fs::path& item, bool isFolder) {
         isNeeded = isNeeded ||
                    (!isFolder && item.extension() == ".motr" &&
-                    !std::ranges::binary_search(touched, item.lexically_relative(paths.category).string()));
+                    !std::ranges::binary_search(removed, item.lexically_relative(paths.category).string()));
     });
     return !isNeeded;
 }
@@ -352,7 +365,7 @@ void Transaction::replaceApplication() {
     changes.create(paths.installedApplication,
                    [&] { installer.fm.moveItem(staging / applicationName, paths.installedApplication); });
     verifyCopies(installer, paths.category, installed.files,
-                 [this](const std::string& path) { return installs(path); });
+                 [this](const std::string& path) { return selection.contains(transitionOf(path)); });
     checkSignature(installer, paths.installedApplication);
     if (installer.register_) {
         registerApplication(installer, paths.installedApplication);

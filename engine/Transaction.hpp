@@ -6,6 +6,7 @@
 #include "engine/PackPaths.hpp"
 #include "engine/RunJournal.hpp"
 #include "engine/RunRecord.hpp"
+#include "platform/FileLock.hpp"
 
 #include <exception>
 #include <filesystem>
@@ -26,6 +27,7 @@ public:
 
 private:
     void refuseRunningEditor() const;
+    void holdHome();
     void undoInterruptedRun() const;
     void readCatalog();
     void chooseSelection();
@@ -54,7 +56,6 @@ private:
     void removeEmptiedFolders(const std::filesystem::path& folder,
                               const std::vector<std::string>& files) const;
     void replaceApplication();
-    bool installs(const std::string& path) const;
     /// Visits every place that the run is going to change, in the order of the phases, with the relative path
     /// of its saved copy.
     using PlaceVisitor = std::function<void(const std::filesystem::path& place, const std::string& saved)>;
@@ -69,13 +70,14 @@ private:
     const PackInstaller::Selection& requested;
     const PackPaths paths;
 
+    std::optional<platform::FileLock> homeLock;
     std::vector<CatalogName> catalog;
     std::set<std::string> retired;
     std::set<std::string> selection; ///< never empty once chosen
-    Manifest installed;              ///< as it was read, and from `planManifests` on as it will be written
-    Manifest legacy;                 ///< likewise
-    FileTable payload; ///< what an install puts in place; merged into `installed` by `planManifests`
-    std::vector<std::string> touched; ///< every file of the category that is replaced or removed, sorted
+    Manifest installed; ///< as it was read, from `planManifests` on what stays, and at last as it is written
+    Manifest legacy;    ///< as it was read, and from `planManifests` on as it will be written
+    FileTable payload;  ///< what an install puts in place, until `writeManifests` adds it to `installed`
+    std::vector<std::string> removed; ///< the files of the category that go for good, sorted
     LegacyPlan legacyPlan;
     std::string manifestsRead; ///< the digests of both files as they were read
     RunRecord record;          ///< without the places

@@ -1,5 +1,7 @@
 #include "engine/Verification.hpp"
 
+#include "platform/Parallel.hpp"
+
 namespace fs = std::filesystem;
 
 namespace engine {
@@ -18,26 +20,28 @@ bool isAccepted(const std::string& digest, const std::string& path, const std::s
 
 void verify(const PackInstaller& installer, const fs::path& folder, const FileTable& files,
             const FileTable& known, bool uninstall) {
-    for (const auto& [path, expected] : files) {
+    platform::forEachInParallel(files, [&](const auto& entry) {
+        const auto& [path, expected] = entry;
         const fs::path file = folder / path;
         if (!installer.fm.occupied(file)) {
-            continue;
+            return;
         }
         // The pack installs no links: one that stands here is somebody's own, wherever it leads.
         if (installer.fm.isLink(file) ||
             !isAccepted(installer.hash(file), path, expected, known, uninstall)) {
             throw InstallError("Fichier modifié ou non reconnu, conservé : " + file.string());
         }
-    }
+    });
 }
 
 void verifyCopies(const PackInstaller& installer, const fs::path& folder, const FileTable& files,
                   const std::function<bool(const std::string&)>& isCopy) {
-    for (const auto& [path, expected] : files) {
+    platform::forEachInParallel(files, [&](const auto& file) {
+        const auto& [path, expected] = file;
         if (isCopy(path) && installer.hash(folder / path) != expected) {
             throw InstallError("Vérification du template échouée : " + path);
         }
-    }
+    });
 }
 
 } // namespace engine

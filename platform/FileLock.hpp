@@ -8,12 +8,12 @@
 
 namespace platform {
 
-/// Holds a file for one process at a time. The hold ends with the object, or with the process however it
+/// Holds a file or a folder for one process at a time. The hold ends with the object, or with the process however it
 /// ends; child processes do not inherit it.
 class FileLock {
 public:
-    /// Holds the existing regular file; nothing when another process does. Throws `Error` when the file
-    /// cannot be opened, with the number ENOENT when it is not there.
+    /// Holds the existing regular file or folder; nothing when another process does. Throws `Error` when it
+    /// cannot be opened, with the number ENOENT when it is not there, and where the disk cannot hold it.
     static std::optional<FileLock> acquire(const std::filesystem::path& path);
 
     /// True while the file that is held is the one that stands at the path.

@@ -14,7 +14,7 @@ namespace platform {
 std::optional<FileLock> FileLock::acquire(const std::filesystem::path& path) {
     Descriptor file = parts::openForReading(path, O_NOFOLLOW);
     struct stat found {};
-    if (::fstat(file.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
+    if (::fstat(file.get(), &found) != 0 || (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode))) {
         throw fileError("lire", path, ENXIO);
     }
     if (retrying([&] { return ::flock(file.get(), LOCK_EX | LOCK_NB); }) == 0) {

@@ -170,17 +170,28 @@ TEST_F(Journal, IsGoneAfterAFailureThatWasUndone) {
     EXPECT_FALSE(fs::exists(home.journal));
 }
 
+TEST_F(Journal, IsNotNeededYetForARunToStopAnother) {
+    const std::unique_ptr<Child> first = startAndHold({"--install"}, 1); // it has changed nothing so far
+    ASSERT_FALSE(fs::exists(home.journal));
+    expectRefusal({"--uninstall"}, anotherRun);
+    letGo();
+    EXPECT_EQ(first->wait().status, 0);
+}
+
 TEST_F(Journal, IsNotNeededForARunThatWasOvertakenToChangeNothing) {
-    const std::unique_ptr<Child> slow = startAndHold({"--install"}, 1); // it has read the manifests already
-    EXPECT_EQ(run({"--uninstall", "--no-register"}).status, 0);
-    const TreeSnapshot after = home.kept();
+    const Home fresh(folder / "fresh");
+    fs::remove_all(fresh.folder); // a home that is not there yet cannot be held
+    const Arguments request{"--install", "--no-register", "--root", fresh.folder.string()};
+    const std::unique_ptr<Child> slow = startAndHold(request, 1);
+    EXPECT_EQ(run(request).status, 0);
+    const TreeSnapshot after = fresh.kept();
     letGo();
     const Outcome outcome = slow->wait();
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(
         outcome.error.starts_with("Une autre installation vient de se terminer, réessayez.\nSauvegarde : "))
         << outcome.error;
-    EXPECT_EQ(difference(after, home.kept()), "");
+    EXPECT_EQ(difference(after, fresh.kept()), "");
 }
 
 } // namespace

@@ -338,7 +338,8 @@ class SimultaneousRuns(HostileHome):
                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
 
     def check_end(self, process: subprocess.Popen[bytes]) -> bool:
-        output, message = (text.decode() for text in process.communicate(timeout=SECONDS))
+        with process:
+            _, message = (text.decode() for text in process.communicate(timeout=SECONDS))
         if process.returncode != 0:
             stopped = message in self.OTHERS or message.split("\nSauvegarde : ")[0] + "\n" in self.OTHERS
             self.assertTrue(stopped, message)

@@ -31,7 +31,7 @@ def parsed_arguments():
     parser.add_argument("--build", type=Path, required=True, help="the folder of a Release build")
     parser.add_argument("--packs", nargs="+", default=["sample", *(kind.name for kind in packs.LARGE + packs.SMALL)],
                         help="sample, thousand, huge, or small-N for any number N of small transitions")
-    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--work", type=Path, help="a folder on the disk to measure, with 35 GB free; kept clean")
     parser.add_argument("--report", type=Path, default=Path(__file__).parents[1] / "docs/performance.md")
     arguments = parser.parse_args()

@@ -183,9 +183,10 @@ def plot(costs):
 
 
 def axis(values):
-    """The powers of ten from below the least value to above the greatest."""
-    values = list(values)
-    return range(math.floor(math.log10(min(values))), math.ceil(math.log10(max(values))) + 1)
+    """The powers of ten from below the least value to above the greatest, two at least."""
+    powers = [math.log10(value) for value in values]
+    first = math.floor(min(powers))
+    return range(first, max(math.ceil(max(powers)), first + 1) + 1)
 
 
 def segment(start, end, colour, more=""):

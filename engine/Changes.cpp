@@ -15,14 +15,12 @@ void Changes::preserve(const fs::path& file, const std::string& relative) {
     if (!installer.fm.occupied(file)) {
         return;
     }
-    const fs::path saved = backup / relative;
-    installer.mkdir(saved.parent_path());
+    const fs::path saved = placeOfCopy(relative);
     installer.fm.moveItem(file, saved, [&] { record(file, relative); });
 }
 
 void Changes::preserveCopy(const fs::path& file, const std::string& relative) {
-    const fs::path saved = backup / relative;
-    installer.mkdir(saved.parent_path());
+    const fs::path saved = placeOfCopy(relative);
     installer.fm.copyItemDurably(file, saved);
     record(file, relative);
 }
@@ -40,6 +38,16 @@ void Changes::create(const fs::path& place, const std::function<void()>& action)
         entries.back().isTaken = failure.number() == EEXIST;
         throw;
     }
+}
+
+/// Files of one folder are saved one after the other: their folder is made once.
+fs::path Changes::placeOfCopy(const std::string& relative) {
+    fs::path saved = backup / relative;
+    if (saved.parent_path() != lastFolder) {
+        installer.mkdir(saved.parent_path());
+        lastFolder = saved.parent_path();
+    }
+    return saved;
 }
 
 void Changes::record(const fs::path& place, const std::string& saved) {

@@ -38,10 +38,12 @@ public:
     const ChangeList& list() const { return entries; }
 
 private:
+    std::filesystem::path placeOfCopy(const std::string& relative);
     void record(const std::filesystem::path& place, const std::string& saved);
 
     const PackInstaller& installer;
     std::filesystem::path backup;
+    std::filesystem::path lastFolder; ///< of the backup, the one that was made last
     ChangeList entries;
 };
 

@@ -10,12 +10,12 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-std::vector<std::string> filesToRemove(const Manifest& manifest, bool uninstall,
-                                       const std::function<bool(const std::string&)>& selected) {
-    std::vector<std::string> removed;
+FileTable filesToRemove(const Manifest& manifest, bool uninstall,
+                        const std::function<bool(const std::string&)>& selected) {
+    FileTable removed;
     for (const auto& [path, digest] : manifest.files) {
         if (uninstall && selected(path)) {
-            removed.push_back(path);
+            removed.emplace(path, digest);
         }
     }
     return removed;
@@ -39,10 +39,7 @@ std::map<std::string, std::string> templatesToMark(const PackInstaller& installe
 }
 
 FileTable touchedFiles(const LegacyPlan& plan, const Manifest& manifest) {
-    FileTable touched;
-    for (const std::string& path : plan.removed) {
-        touched.emplace(path, manifest.files.at(path));
-    }
+    FileTable touched = plan.removed;
     for (const auto& [path, bytes] : plan.marked) {
         touched.emplace(path, manifest.files.at(path));
     }

@@ -11,7 +11,7 @@ namespace engine {
 
 /// What a run does to the older pack's category.
 struct LegacyPlan {
-    std::vector<std::string> removed;          ///< the files that go, as paths of the manifest, sorted
+    FileTable removed;                         ///< the files that go, as the manifest lists them
     std::map<std::string, std::string> marked; ///< path and new bytes of each template that gets the mark
 };
 

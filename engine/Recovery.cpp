@@ -47,7 +47,8 @@ std::vector<std::string> Recovery::undoInterrupted() const {
     }
     removeUnfinished(problems);
     const fs::path kept = backup / (setAsideName + platform::freshUuid());
-    const Problems rest = undo(changesFoundOnDisk(), [&](const fs::path& place) { setAside(place, kept); });
+    const ChangeList changes = changesFoundOnDisk(problems);
+    const Problems rest = undo(changes, [&](const fs::path& place) { setAside(place, kept); });
     problems.insert(problems.end(), rest.begin(), rest.end());
     const fs::path staging = paths.support / record.staging;
     attempt(problems, [&] { installer.fm.removeItem(staging); });
@@ -84,20 +85,24 @@ void Recovery::removeUnfinished(Problems& problems) const {
         });
     });
     for (const fs::path& item : unfinished) {
-        if (installer.fm.occupied(item)) {
-            attempt(problems, [&] { installer.fm.removeItem(item); });
-        }
+        attempt(problems, [&] {
+            if (installer.fm.occupied(item)) {
+                installer.fm.removeItem(item);
+            }
+        });
     }
 }
 
-ChangeList Recovery::changesFoundOnDisk() const {
+ChangeList Recovery::changesFoundOnDisk(Problems& problems) const {
     ChangeList changes;
     for (const Place& place : record.places) {
-        if (installer.fm.occupied(backup / place.saved)) {
-            changes.push_back({place.path, place.saved, false});
-        } else if (!place.existed) {
-            changes.push_back({place.path, {}, false});
-        }
+        attempt(problems, [&] {
+            if (installer.fm.occupied(backup / place.saved)) {
+                changes.push_back({place.path, place.saved, false});
+            } else if (!place.existed) {
+                changes.push_back({place.path, {}, false});
+            }
+        });
     }
     return changes;
 }
@@ -107,13 +112,13 @@ ChangeList Recovery::changesFoundOnDisk() const {
 void Recovery::remakeFolders(Problems& problems) const {
     for (const auto& [path, permissions] : record.folders) {
         const fs::path folder = installer.home / path;
-        if (!permissions || installer.fm.folderPermissions(folder) == permissions) {
-            continue;
-        }
-        attempt(problems, [&, &bits = *permissions] {
+        attempt(problems, [&, &bits = permissions] {
+            if (!bits || installer.fm.folderPermissions(folder) == bits) {
+                return;
+            }
             installer.mkdir(folder);
             if (!installer.fm.isLink(folder)) { // whose target is not the run's
-                installer.fm.setPermissions(folder, bits);
+                installer.fm.setPermissions(folder, *bits);
             }
         });
     }

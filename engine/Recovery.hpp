@@ -37,7 +37,7 @@ private:
     void restoreHiddenFlag() const;
     void removeMadeFolders(Problems& problems) const;
     void setAside(const std::filesystem::path& place, const std::filesystem::path& folder) const;
-    ChangeList changesFoundOnDisk() const;
+    ChangeList changesFoundOnDisk(Problems& problems) const;
     std::filesystem::path placeOf(const Change& change) const { return installer.home / change.place; }
 
     const PackInstaller& installer;

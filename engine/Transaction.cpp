@@ -183,15 +183,14 @@ void Transaction::planTemplates() {
     }
     platform::forEachInParallel(
         payload, [this](auto& file) { file.second = installer.hash(paths.payloadTemplates / file.first); });
-    FileTable stale;
-    for (const auto& [path, digest] : installed.files) {
-        if (selected(path) && !payload.contains(path)) {
-            stale.emplace(path, digest);
-            removed.push_back(path);
+    for (auto next = installed.files.begin(); next != installed.files.end();) {
+        const auto file = next++;
+        if (selected(file->first) && !payload.contains(file->first)) {
+            removed.insert(removed.end(), installed.files.extract(file));
         }
     }
     verify(installer, paths.category, payload, installed.files, uninstall);
-    verify(installer, paths.category, stale, installed.files, uninstall);
+    verify(installer, paths.category, removed, removed, uninstall);
 }
 
 void Transaction::planLegacyCategory() {
@@ -203,10 +202,7 @@ void Transaction::planManifests() {
     for (const auto& [path, digest] : payload) {
         installed.files.erase(path);
     }
-    for (const std::string& path : removed) {
-        installed.files.erase(path);
-    }
-    for (const std::string& path : legacyPlan.removed) {
+    for (const auto& [path, digest] : legacyPlan.removed) {
         legacy.files.erase(path);
     }
 }
@@ -215,10 +211,10 @@ void Transaction::forEachPlace(const PlaceVisitor& visit) const {
     for (const auto& [path, digest] : payload) {
         visit(paths.category / path, "Templates/" + path);
     }
-    for (const std::string& path : removed) {
+    for (const auto& [path, digest] : removed) {
         visit(paths.category / path, "Templates/" + path);
     }
-    for (const std::string& path : legacyPlan.removed) {
+    for (const auto& [path, digest] : legacyPlan.removed) {
         visit(paths.legacy / path, "Legacy/" + path);
     }
     for (const auto& [path, bytes] : legacyPlan.marked) {
@@ -236,8 +232,11 @@ void Transaction::forEachPlace(const PlaceVisitor& visit) const {
 void Transaction::recordFolders() {
     record.legacyHidden = installer.fm.isHidden(paths.legacy);
     forEachPlace([this](const fs::path& place, const std::string&) {
-        paths.refuseLinksOut(installer, place);
-        recordFolder(place.lexically_relative(installer.home).parent_path());
+        const fs::path folder = place.lexically_relative(installer.home).parent_path();
+        if (!record.folders.contains(folder.string())) { // many places lie in one folder
+            paths.refuseLinksOut(installer, place);
+            recordFolder(folder);
+        }
     });
     paths.refuseLinksOut(installer, backup);
 }
@@ -275,7 +274,7 @@ void Transaction::handleTemplates() {
         changes.preserve(paths.category / path, "Templates/" + path);
         installTemplate(path);
     }
-    for (const std::string& path : removed) {
+    for (const auto& [path, digest] : removed) {
         changes.preserve(paths.category / path, "Templates/" + path);
     }
     removeEmptiedFolders(paths.category, removed);
@@ -290,24 +289,26 @@ void Transaction::installTemplate(const std::string& path) {
     }
 }
 
-void Transaction::removeEmptiedFolders(const fs::path& folder, const std::vector<std::string>& files) const {
-    std::set<std::string> transitions;
-    for (const std::string& path : files) {
-        transitions.insert(transitionOf(path));
-    }
-    for (const std::string& transition : transitions) {
-        installer.fm.removeEmptyFolder(folder / transition);
+void Transaction::removeEmptiedFolders(const fs::path& folder, const FileTable& files) const {
+    std::string last;
+    for (const auto& [path, digest] : files) { // those of one transition follow one another
+        if (const std::string transition = transitionOf(path); transition != last) {
+            installer.fm.removeEmptyFolder(folder / transition);
+            last = transition;
+        }
     }
 }
 
 void Transaction::handleLegacyCategory() {
-    for (const std::string& path : legacyPlan.removed) {
+    for (const auto& [path, digest] : legacyPlan.removed) {
         changes.preserve(paths.legacy / path, "Legacy/" + path);
     }
     for (const auto& [path, bytes] : legacyPlan.marked) {
         const fs::path file = paths.legacy / path;
         changes.preserve(file, "Legacy/" + path);
-        changes.create(file, [&, &contents = bytes] { installer.fm.writeAtomically(file, contents); });
+        changes.create(file, [&, &contents = bytes] {
+            installer.fm.createAtomically(file, [&](const auto& sink) { sink(contents); });
+        });
         legacy.files[path] = installer.hash(file);
     }
     removeEmptiedFolders(paths.legacy, legacyPlan.removed);
@@ -332,7 +333,7 @@ void Transaction::write(const Manifest& manifest, const fs::path& file, const st
     }
     installer.mkdir(file.parent_path());
     changes.create(file, [&] {
-        installer.fm.writeAtomically(file, [&](const auto& sink) { encodeManifest(manifest, sink); });
+        installer.fm.createAtomically(file, [&](const auto& sink) { encodeManifest(manifest, sink); });
     });
 }
 
@@ -351,9 +352,8 @@ void Transaction::handleApplication() {
 bool Transaction::removesApplication() const {
     bool isNeeded = !installed.files.empty() || !legacy.files.empty();
     installer.fm.enumerate(paths.category, [&](const fs::path& item, bool isFolder) {
-        isNeeded = isNeeded ||
-                   (!isFolder && item.extension() == ".motr" &&
-                    !std::ranges::binary_search(removed, item.lexically_relative(paths.category).string()));
+        isNeeded = isNeeded || (!isFolder && item.extension() == ".motr" &&
+                                !removed.contains(item.lexically_relative(paths.category).string()));
     });
     return !isNeeded;
 }

@@ -53,8 +53,7 @@ private:
     bool selected(const std::string& path) const;
     bool removesApplication() const;
     void installTemplate(const std::string& path);
-    void removeEmptiedFolders(const std::filesystem::path& folder,
-                              const std::vector<std::string>& files) const;
+    void removeEmptiedFolders(const std::filesystem::path& folder, const FileTable& files) const;
     void replaceApplication();
     /// Visits every place that the run is going to change, in the order of the phases, with the relative path
     /// of its saved copy.
@@ -77,7 +76,7 @@ private:
     Manifest installed; ///< as it was read, from `planManifests` on what stays, and at last as it is written
     Manifest legacy;    ///< as it was read, and from `planManifests` on as it will be written
     FileTable payload;  ///< what an install puts in place, until `writeManifests` adds it to `installed`
-    std::vector<std::string> removed; ///< the files of the category that go for good, sorted
+    FileTable removed;  ///< the files of the category that go for good, no longer in `installed`
     LegacyPlan legacyPlan;
     std::string manifestsRead; ///< the digests of both files as they were read
     RunRecord record;          ///< without the places

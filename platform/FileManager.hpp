@@ -42,8 +42,10 @@ public:
     /// Writes a file where nothing stands; after a failure, also one of the source's, nothing of it is left.
     void writeNew(const std::filesystem::path& path, const Source& contents) const;
 
+    /// The same, but the file appears whole, under its final name, or not at all.
+    void createAtomically(const std::filesystem::path& path, const Source& contents) const;
+
     /// Replaces the file by one with these contents, which appears whole or not at all.
-    void writeAtomically(const std::filesystem::path& path, const Source& contents) const;
     void writeAtomically(const std::filesystem::path& path, std::string_view contents) const;
 
     /// Creates the folder and every missing one above it; an existing folder is not an error.
@@ -106,6 +108,7 @@ public:
     void synchronizeFileSystems(const std::vector<std::filesystem::path>& folders) const;
 
 private:
+    std::filesystem::path writeTemporary(const std::filesystem::path& path, const Source& contents) const;
     void removeMoved(const std::filesystem::path& path) const;
     void removeUnfinished(const std::filesystem::path& path) const;
 };

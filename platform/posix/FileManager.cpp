@@ -71,6 +71,18 @@ void writePieces(const fs::path& path, Descriptor& file, const FileManager::Sour
     }
 }
 
+/// What `stat` or `lstat` tells of the item; nothing when there is none. Throws `Error` when it cannot tell.
+std::optional<struct stat> inspect(const fs::path& path, int (*inspection)(const char*, struct stat*)) {
+    struct stat found {};
+    if (retrying([&] { return inspection(path.c_str(), &found); }) == 0) {
+        return found;
+    }
+    if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) {
+        return std::nullopt;
+    }
+    throw fileError("lire", path, errno);
+}
+
 /// Removes the item with all in it, and goes on after a signal.
 std::error_code removeAll(const fs::path& path) {
     std::error_code failure;
@@ -88,18 +100,16 @@ const FileManager& FileManager::defaultManager() {
 }
 
 bool FileManager::exists(const fs::path& path) const {
-    struct stat found {};
-    return retrying([&] { return ::stat(path.c_str(), &found); }) == 0;
+    return inspect(path, ::stat).has_value();
 }
 
 bool FileManager::occupied(const fs::path& path) const {
-    struct stat found {};
-    return retrying([&] { return ::lstat(path.c_str(), &found); }) == 0;
+    return inspect(path, ::lstat).has_value();
 }
 
 bool FileManager::isLink(const fs::path& path) const {
-    struct stat found {};
-    return retrying([&] { return ::lstat(path.c_str(), &found); }) == 0 && S_ISLNK(found.st_mode);
+    const std::optional<struct stat> found = inspect(path, ::lstat);
+    return found && S_ISLNK(found->st_mode);
 }
 
 fs::path FileManager::resolved(const fs::path& path) const {
@@ -154,10 +164,8 @@ void FileManager::writeNew(const fs::path& path, const Source& contents) const {
     }
 }
 
-void FileManager::writeAtomically(const fs::path& path, const Source& contents) const {
-    const fs::path temporary = temporaryName(path);
-    removeUnfinished(temporary);
-    writeNew(temporary, contents);
+void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
+    const fs::path temporary = writeTemporary(path, [&](const Sink& sink) { sink(contents); });
     if (retrying([&] { return ::rename(temporary.c_str(), path.c_str()); }) != 0) {
         const int number = errno;
         retrying([&] { return ::unlink(temporary.c_str()); });
@@ -165,8 +173,21 @@ void FileManager::writeAtomically(const fs::path& path, const Source& contents) 
     }
 }
 
-void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
-    writeAtomically(path, [&](const Sink& sink) { sink(contents); });
+void FileManager::createAtomically(const fs::path& path, const Source& contents) const {
+    const fs::path temporary = writeTemporary(path, contents);
+    try {
+        parts::renameExclusively(temporary, path);
+    } catch (const Error& error) {
+        retrying([&] { return ::unlink(temporary.c_str()); });
+        throw fileError("écrire", path, error.number());
+    }
+}
+
+fs::path FileManager::writeTemporary(const fs::path& path, const Source& contents) const {
+    fs::path temporary = temporaryName(path);
+    removeUnfinished(temporary);
+    writeNew(temporary, contents);
+    return temporary;
 }
 
 /// Where an earlier run could neither finish an item nor remove it, this one must not stop for ever.
@@ -295,11 +316,8 @@ void FileManager::touch(const fs::path& path) const {
 }
 
 std::optional<unsigned> FileManager::folderPermissions(const fs::path& path) const {
-    struct stat found {};
-    if (retrying([&] { return ::stat(path.c_str(), &found); }) != 0 || !S_ISDIR(found.st_mode)) {
-        return std::nullopt;
-    }
-    return found.st_mode & 07777U;
+    const std::optional<struct stat> found = inspect(path, ::stat);
+    return found && S_ISDIR(found->st_mode) ? std::optional(found->st_mode & 07777U) : std::nullopt;
 }
 
 void FileManager::setPermissions(const fs::path& path, unsigned permissions) const {

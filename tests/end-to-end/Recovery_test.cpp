@@ -1,3 +1,5 @@
+#include "platform/FileManager.hpp"
+
 #include "tests/end-to-end/EndToEnd.hpp"
 
 #include <algorithm>
@@ -134,14 +136,13 @@ TEST_F(RecoveryFromFailure, OfEachWritingOfAFile) {
         GTEST_SKIP() << "strace cannot trace here";
     }
     home.fillAsLongUsed();
-    int renaming = 0;
     for (const fs::path& file :
          {home.legacy / "10 Dye Bloom/10 Dye Bloom.motr", home.legacy / "12 Pane Burst/12 Pane Burst.motr",
           home.hiddenList, home.manifest, home.legacyManifest}) {
-        expectRestored(injecting(program({"--install"}),
-                                 {"-e", "trace=rename", "-e",
-                                  "inject=rename:error=ENOSPC:when=" + std::to_string(++renaming)}),
-                       home, "Impossible d’écrire « " + file.string() + " » : le disque est plein.");
+        expectRestored(
+            injecting(program({"--install"}), {"-P", platform::FileManager::temporaryName(file).string(),
+                                               "-e", "inject=rename,renameat2:error=ENOSPC"}),
+            home, "Impossible d’écrire « " + file.string() + " » : le disque est plein.");
     }
 }
 

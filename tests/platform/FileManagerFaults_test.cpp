@@ -41,6 +41,27 @@ TEST_F(FileManagerFaultsTest, WritesANewFileOnlyWhereNothingStands) {
     EXPECT_EQ(tests::readFile(folder / "new"), "contents");
 }
 
+TEST_F(FileManagerFaultsTest, CreatesAWholeFileOnlyWhereNothingStands) {
+    files.createAtomically(folder / "new", [](const auto& sink) { sink("contents"); });
+    EXPECT_EQ(tests::readFile(folder / "new"), "contents");
+    EXPECT_EQ(tests::messageOf<platform::Error>(
+                  [&] { files.createAtomically(folder / "new", [](const auto& sink) { sink("other"); }); }),
+              "Impossible d’écrire « " + (folder / "new").string() + " » : un élément porte déjà ce nom.");
+    EXPECT_EQ(tests::readFile(folder / "new"), "contents");
+    EXPECT_FALSE(fs::exists(platform::FileManager::temporaryName(folder / "new")));
+}
+
+TEST_F(FileManagerFaultsTest, DoesNotTakeAnItemThatItCannotSeeForAbsent) {
+    const fs::path unseen = folder / std::string(300, 'x'); // no file system has names as long
+    EXPECT_THROW(files.exists(unseen), platform::Error);
+    EXPECT_THROW(files.occupied(unseen), platform::Error);
+    EXPECT_THROW(files.isLink(unseen), platform::Error);
+    EXPECT_THROW(files.folderPermissions(unseen), platform::Error);
+    fs::create_symlink("loop", folder / "loop");
+    EXPECT_FALSE(files.exists(folder / "loop"));
+    EXPECT_TRUE(files.occupied(folder / "loop"));
+}
+
 TEST_F(FileManagerFaultsTest, IsNotStoppedByWhatAnEarlierRunCouldNotFinish) {
     tests::writeFile(platform::FileManager::temporaryName(folder / "file"), "half");
     files.writeAtomically(folder / "file", "whole");

@@ -18,7 +18,7 @@ public:
 
     /// `home` is the folder to install under, the current user's when absent; `payload` holds the pack. Links
     /// in both are resolved; neither has to exist. Without `register_` the companion application is not made
-    /// known to the system.
+    /// known to the system. Throws platform::Error when one of the folders cannot be looked at.
     PackInstaller(const std::optional<std::filesystem::path>& home, const std::filesystem::path& payload,
                   bool register_ = true, platform::System system = {});
 

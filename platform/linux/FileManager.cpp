@@ -82,11 +82,15 @@ bool copyContents(int from, int to) {
     }
 }
 
-std::vector<std::string> attributeNames(int file) {
-    const ssize_t needed = ::flistxattr(file, nullptr, 0);
-    std::string list(static_cast<std::size_t>(std::max<ssize_t>(needed, 0)), '\0');
-    const ssize_t length = list.empty() ? 0 : ::flistxattr(file, list.data(), list.size());
-    std::istringstream names(list.substr(0, static_cast<std::size_t>(std::max<ssize_t>(length, 0))));
+/// Nothing, with errno set, when the names cannot be read; a disk that keeps no attributes has none.
+std::optional<std::vector<std::string>> attributeNames(int file) {
+    std::string list(std::numeric_limits<std::uint16_t>::max() + std::size_t{1}, '\0'); // XATTR_LIST_MAX
+    const ssize_t length = ::flistxattr(file, list.data(), list.size());
+    if (length < 0 && errno != ENOTSUP) {
+        return std::nullopt;
+    }
+    list.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+    std::istringstream names(list);
     std::vector<std::string> result;
     for (std::string name; std::getline(names, name, '\0');) {
         result.push_back(name);
@@ -96,7 +100,11 @@ std::vector<std::string> attributeNames(int file) {
 
 /// Copies the extended attributes that a user may set; a disk that keeps none is no error.
 bool copyAttributes(int from, int to) {
-    for (const std::string& name : attributeNames(from)) {
+    const std::optional<std::vector<std::string>> names = attributeNames(from);
+    if (!names) {
+        return false;
+    }
+    for (const std::string& name : *names) {
         if (name.starts_with("security.") || name.starts_with("trusted.")) {
             continue;
         }

@@ -114,12 +114,12 @@ bool FileManager::isLink(const fs::path& path) const {
 
 fs::path FileManager::resolved(const fs::path& path) const {
     std::error_code failure;
-    fs::path absolute = fs::absolute(path.empty() ? "." : path, failure).lexically_normal();
-    const fs::path real = fs::weakly_canonical(absolute, failure);
-    if (!failure) {
-        absolute = real;
+    const fs::path absolute = fs::absolute(path.empty() ? "." : path, failure).lexically_normal();
+    const fs::path real = failure ? absolute : fs::weakly_canonical(absolute, failure);
+    if (failure) {
+        throw fileError("lire", absolute, failure.value());
     }
-    return absolute.has_filename() ? absolute : absolute.parent_path();
+    return real.has_filename() ? real : real.parent_path();
 }
 
 std::string FileManager::read(const fs::path& path) const {

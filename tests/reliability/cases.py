@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import hashlib
+from collections import Counter
 from dataclasses import dataclass, field
 from itertools import chain
 from typing import Callable, Iterator, Sequence
@@ -10,12 +11,14 @@ from typing import Callable, Iterator, Sequence
 import checks
 from durability import audit, lose_unsynced_data
 from fixtures import Scenario
-from tracing import STARTING, Call, Injection, Run
+from tracing import CHANGING, STARTING, Call, Injection, Run
 from world import State, World
 
 ERRORS = ("ENOSPC", "EIO", "EACCES", "EINTR")
+READ_ERRORS = ("EIO", "EACCES")
 KINDS = {
     "fault": "one call fails",
+    "read": "a call fails by which the program learns what there is",
     "double": "the run fails late, then one call of the recovery fails",
     "kill": "killed at a call, then run again",
     "power": "the same with unsynced data lost, and with a run between that only undoes",
@@ -51,6 +54,7 @@ class Baseline:
     before: State
     clean: State
     calls: tuple[Call, ...]
+    reads: tuple[Injection, ...]
     late: tuple[LateFailure, ...]
     cuts: tuple[Cut, ...]
 
@@ -66,7 +70,7 @@ class Case:
 
     @property
     def name(self) -> str:
-        hits = ", ".join(f"{one.name}#{one.ordinal} {one.effect}" for one in self.injections)
+        hits = ", ".join(f"{one.name}#{one.ordinal} {one.effect}{one.path and ' of ' + one.path}" for one in self.injections)
         return f"{self.kind}: {self.tool + ' fails, ' if self.tool else ''}{hits}"
 
     @property
@@ -86,7 +90,23 @@ def measure(world: World, scenario: Scenario, cut_count: int) -> tuple[Baseline,
     calls = tuple(run.changing())
     late = tuple(_late_failures(world, scenario, run)) if not problems else ()
     cuts = tuple(_cuts(world, scenario, calls, cut_count)) if not problems else ()
-    return Baseline(scenario, before, clean, calls, late, cuts), problems
+    return Baseline(scenario, before, clean, calls, tuple(_reads(world, scenario)), late, cuts), problems
+
+
+def _reads(world: World, scenario: Scenario) -> Iterator[Injection]:
+    """Each way of reading each item of the home and of the product: the first time, and the second if there is one.
+    Without its resource folder the program stops before it does anything, abnormally."""
+    world.prepare(scenario)
+    counts: Counter[tuple[str, str]] = Counter()
+    for call in world.observe(scenario):
+        path = next((path for path in (*call.paths(), call.descriptor()[1]) if path.startswith("/")), "")
+        portable = world.portable(path)
+        if portable not in ("", "product:/Resources") and not (call.name in CHANGING and call.changes):
+            counts[call.name, portable] += 1
+    for (name, path), count in counts.items():
+        for ordinal in range(1, min(count, 2) + 1):
+            for error in READ_ERRORS:
+                yield Injection(name, ordinal, "error=" + error, path)
 
 
 def _late_failures(world: World, scenario: Scenario, clean: Run) -> Iterator[LateFailure]:
@@ -134,6 +154,8 @@ def cases(index: int, baseline: Baseline) -> Iterator[Case]:
             yield Case(index, "fault", (Injection.error(call, number),), target=str(call))
         yield Case(index, "kill", (Injection.kill(call),), target=str(call))
         yield Case(index, "power", (Injection.kill(call),), loses_data=True, target=str(call))
+    for injection in baseline.reads:
+        yield Case(index, "read", (injection,), target=injection.path)
     for late in baseline.late:
         for call in late.recovery:
             for number in ERRORS:
@@ -176,6 +198,20 @@ def _try_fault(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
         yield from checks.says_success(run)
         yield from checks.is_done(state, baseline.clean)
         yield from checks.backup_is_as_in(state, baseline.clean, baseline.before)
+    else:
+        yield from checks.says_restored(run, state, baseline.before)
+        yield from checks.is_unchanged(state, baseline.before)
+
+
+def _try_read(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
+    """What was not to be read may have been needed or not; a thread may have read it at another time."""
+    run = world.run(baseline.scenario, case.injections)
+    state = world.state()
+    yield from _always(state, baseline)
+    yield from checks.leaves_no_leftover(state, may_keep_staging="Staging-" in case.target)
+    if run.status == 0:
+        yield from checks.says_success(run)
+        yield from checks.is_done(state, baseline.clean)
     else:
         yield from checks.says_restored(run, state, baseline.before)
         yield from checks.is_unchanged(state, baseline.before)
@@ -261,6 +297,7 @@ def _was_hit(run: Run, count: int) -> Iterator[str]:
 
 _TRIALS: dict[str, Callable[[World, Baseline, Case], Iterator[str]]] = {
     "fault": _try_fault,
+    "read": _try_read,
     "double": _try_double,
     "kill": _try_kill,
     "power": _try_kill,

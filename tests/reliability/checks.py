@@ -13,7 +13,8 @@ from world import State
 RESTORED = "État précédent restauré."
 _SAVED_IN = re.compile(r"^Sauvegarde : (/.*)$", re.MULTILINE)
 _FRENCH = ("Impossible de ", "Impossible d’", "Une autre installation ", "Une installation précédente ", "codesign : ",
-           "pluginkit : ", "Fichier modifié ou non reconnu", "Vérification du template échouée")
+           "pluginkit : ", "Fichier modifié ou non reconnu", "Vérification du template échouée",
+           "Application non reconnue, conservée : ")
 _LEFTOVER = re.compile(r"\.orvo-partial$")
 
 

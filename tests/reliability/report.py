@@ -5,7 +5,7 @@ from __future__ import annotations
 from collections import Counter
 from dataclasses import dataclass, field
 
-from cases import ERRORS, KINDS, Baseline, Outcome
+from cases import ERRORS, KINDS, READ_ERRORS, Baseline, Outcome
 from fixtures import Scenario
 
 PAGE = """# Reliability
@@ -34,7 +34,9 @@ for writing, writing, copying, cloning, renaming, linking, removing, making fold
 syncing), hold a file or start a process; those of the tools that the program starts do not count. Then it repeats
 the run, each time with one of these calls failing (with {errors} in turn) or the program killed before it, and
 compares whole trees: kinds, permissions, contents, link targets, and modification dates where files should be as
-before.
+before. The calls by which it learns what there is (looking at an item, opening it for reading, reading, listing a
+folder) fail in runs of their own, with {read_errors}: for each item of the home and of the product the first such
+call, and the second.
 
 {meanings}
 
@@ -117,4 +119,4 @@ def table(figures: Figures) -> str:
 def markdown(figures: Figures, seconds: float) -> str:
     meanings = "\n".join(f"- **{kind}**: {meaning}." for kind, meaning in KINDS.items())
     return PAGE.format(table=table(figures), summary=figures.summary(seconds), meanings=meanings,
-                       errors=", ".join(ERRORS))
+                       errors=", ".join(ERRORS), read_errors=" and ".join(READ_ERRORS))

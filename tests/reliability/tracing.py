@@ -8,7 +8,7 @@ import re
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Optional, Sequence
+from typing import Iterable, Optional, Sequence
 
 # The calls that change the file system, start a process or hold a file.
 CHANGING = (
@@ -16,12 +16,16 @@ CHANGING = (
     "rmdir mkdir mkdirat copy_file_range sendfile splice ioctl chmod fchmod fchmodat chown fchown fchownat lchown "
     "utimensat fsync fdatasync syncfs sync sync_file_range truncate ftruncate fallocate setxattr lsetxattr fsetxattr "
     "removexattr lremovexattr fremovexattr mknod mknodat clone clone3 fork vfork flock").split()
+# The calls by which it learns what there is.
+READING = ("openat open read pread64 newfstatat stat lstat fstat statx getdents64 readlink readlinkat "
+           "flistxattr fgetxattr").split()
 STARTING = {"clone", "clone3", "fork", "vfork"}
 SYNCHRONIZING = {"fsync", "fdatasync", "syncfs", "sync_file_range"}
 TIMEOUT = 60
 
 _LINE = re.compile(r"^(\w+)\((.*)\) += (-?\d+|\?)(.*)$")
 _UNFINISHED = re.compile(r"^(\w+)\((.*?)\)? +(?:= \?|<unfinished \.\.\.>)$")
+_PROCESS = re.compile(r"^\d+ +")
 _STRING = re.compile(r'"((?:[^"\\]|\\.)*)"')
 _DESCRIPTOR = re.compile(r"^(-?\d+)<(.*?)>(?:, |$)")
 
@@ -77,11 +81,13 @@ class Call:
 
 @dataclass(frozen=True)
 class Injection:
-    """What happens to one call: an error in its place, or the end of the program."""
+    """What happens to one call: an error in its place, or the end of the program. With a path the calls that work
+    with this item are counted, in every thread and child process for itself."""
 
     name: str
     ordinal: int
     effect: str  # "error=ENOSPC" or "signal=KILL"
+    path: str = ""
 
     @staticmethod
     def error(call: Call, number: str) -> "Injection":
@@ -114,6 +120,7 @@ def _parse(log: str) -> list[Call]:
     calls: list[Call] = []
     seen: dict[str, int] = {}
     for line in log.splitlines():
+        line = _PROCESS.sub("", line)
         match = _LINE.match(line) or _UNFINISHED.match(line)
         if not match:
             continue
@@ -126,19 +133,42 @@ def _parse(log: str) -> list[Call]:
 
 
 def run(program: Path, arguments: Sequence[str], log: Path, injections: Sequence[Injection] = ()) -> Run:
-    """Runs the program to its end. Its child processes are not traced: they are tools of the system's."""
-    command = ["strace", "-o", str(log), "-y", "-e", "trace=" + ",".join("?" + name for name in CHANGING),
-               "-e", "signal=none"]
+    """Runs the program to its end. Its child processes and the threads that help it read are not traced, unless an
+    injection asks for an item by its path."""
+    paths = [injection.path for injection in injections if injection.path]
+    options = ["-f", *(f"--trace-path={path}" for path in paths)] if paths else []
+    names = [injection.name for injection in injections] if paths else CHANGING
     for injection in injections:
-        command += ["-e", injection.option]
-    command += [str(program), *arguments]
+        options += ["-e", injection.option]
+    return _traced(program, arguments, log, names, options)
+
+
+def observe(program: Path, arguments: Sequence[str], log: Path) -> list[Call]:
+    """Runs the program to its end; returns every call by which its own process, not a tool, reads."""
+    _traced(program, arguments, log, {*CHANGING, *READING}, ["-f"])
+    lines: dict[str, list[str]] = {}
+    for line in log.read_text(encoding="latin-1").splitlines():
+        process, _, rest = line.partition(" ")
+        lines.setdefault(process, []).append(rest.strip())
+    main = _parse("\n".join(next(iter(lines.values()))))
+    helpers = {str(call.result) for call in main if "CLONE_THREAD" in call.arguments}
+    helping = [call for process in helpers for call in _parse("\n".join(lines.get(process, [])))]
+    for call in helping:
+        if call.changes and call.name in CHANGING:
+            raise HarnessError(f"a thread that this harness does not trace changes something: {call}")
+    return [call for call in (*main, *helping) if call.name in READING]
+
+
+def _traced(program: Path, arguments: Sequence[str], log: Path, names: Iterable[str], options: list[str]) -> Run:
+    command = ["strace", "-o", str(log), "-y", "-e", "trace=" + ",".join("?" + name for name in names),
+               "-e", "signal=none", *options, str(program), *arguments]
     environment = {"PATH": os.environ["PATH"], "HOME": "/nonexistent", "LC_ALL": "C"}
     try:
         ended = subprocess.run(command, capture_output=True, stdin=subprocess.DEVNULL, timeout=TIMEOUT,
                                env=environment, cwd="/")
     except subprocess.TimeoutExpired as error:
         raise HarnessError(f"the program did not end in {TIMEOUT} seconds: {command}") from error
-    calls = _parse(log.read_text(encoding="latin-1"))
-    if any("CLONE_THREAD" in call.arguments for call in calls):
-        raise HarnessError("the program starts threads, which this harness does not trace")
-    return Run(ended.returncode, ended.stdout.decode(), ended.stderr.decode(), calls)
+    message = "".join(line for line in ended.stderr.decode().splitlines(keepends=True)
+                      if not line.startswith("strace: Requested path "))
+    return Run(ended.returncode, ended.stdout.decode(), message,
+               _parse(log.read_text(encoding="latin-1")))

@@ -4,12 +4,12 @@ from __future__ import annotations
 
 import os
 import shutil
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
 from typing import Optional, Sequence
 
 from fixtures import (FAILING_CODESIGN, FAILING_PLUGINKIT, PASSING_TOOL, SUPPORT, Scenario, build_product)
-from tracing import HarnessError, Injection, Run, run
+from tracing import Call, HarnessError, Injection, Run, observe, run
 from trees import Entry, Tree
 
 EDITOR_RUNS = "Fermez Final Cut Pro et Motion"
@@ -60,16 +60,39 @@ class World:
     def run(self, scenario: Scenario, injections: Sequence[Injection] = (), failing_tool: str = "",
             refused: bool = False) -> Run:
         program = self.failing[failing_tool] if failing_tool else self.program
-        arguments = ["--root", str(self.home), *scenario.arguments]
+        arguments = self.arguments(scenario)
         if refused:
             arguments = ["--only", "no such transition", *arguments]
         for _ in range(20):
             self.runs += 1
-            result = run(program, arguments, self.log, injections)
+            result = run(program, arguments, self.log, [self._here(injection) for injection in injections])
             # Another user of the machine may be running an editor, or a test that stands in for one.
             if EDITOR_RUNS not in result.message:
                 return result
         raise HarnessError("an editor is running on this machine")
+
+    def observe(self, scenario: Scenario) -> list[Call]:
+        """The calls by which the program reads in a run without a fault."""
+        self.runs += 1
+        return observe(self.program, self.arguments(scenario), self.log)
+
+    def arguments(self, scenario: Scenario) -> list[str]:
+        return ["--root", str(self.home), *scenario.arguments]
+
+    def portable(self, path: str) -> str:
+        """The path as it is the same in every world; empty for one that is not this world's or new in each run."""
+        for name, place in self._places().items():
+            if path == place or path.startswith(place + "/"):
+                below = path[len(place):]
+                return "" if "/Staging-" in below or "/Backups/" in below else name + below
+        return ""
+
+    def _places(self) -> dict[str, str]:
+        return {"home:": str(self.home), "Movies:": str(self.movies_elsewhere), "product:": str(self.program.parent)}
+
+    def _here(self, injection: Injection) -> Injection:
+        name, separator, below = injection.path.partition(":")
+        return replace(injection, path=self._places()[name + ":"] + below) if separator else injection
 
     def state(self) -> State:
         tree = Tree.read(self.home)

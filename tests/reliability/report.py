@@ -68,6 +68,7 @@ Each of these changes to the engine was made on purpose and taken back:
 |---|---|
 | the journal does not list the manifest (re-install of a subset, kill and power) | 132 of 336 cases |
 | what was installed is not synced (fresh install) | 45 files and names |
+| an item that cannot be looked at counts as absent (read) | 31 of 2666 cases |
 | the journal is not synced before it counts (uninstall, power) | 85 of 94 cases, and the audit of the calls |
 """
 

@@ -8,8 +8,8 @@
 
 namespace platform {
 
-/// Holds a file or a folder for one process at a time. The hold ends with the object, or with the process however it
-/// ends; child processes do not inherit it.
+/// Holds a file or a folder for one process at a time. The hold ends with the object, or with the process
+/// however it ends; child processes do not inherit it.
 class FileLock {
 public:
     /// Holds the existing regular file or folder; nothing when another process does. Throws `Error` when it

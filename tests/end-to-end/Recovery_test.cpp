@@ -1,5 +1,4 @@
 #include "platform/FileManager.hpp"
-
 #include "tests/end-to-end/EndToEnd.hpp"
 
 #include <algorithm>

@@ -42,16 +42,18 @@ void forEachInParallel(Range& items, const Action& action) {
         }
     };
 
-    std::vector<std::future<void>> helpers; // waited for where they end
+    std::vector<std::future<void>> threads; // this one only waits: what it calls stays the same in every run
+    const std::size_t most = std::min<std::size_t>(std::thread::hardware_concurrency(), std::size(items));
     try {
-        for (std::size_t count = 1;
-             count < std::min<std::size_t>(std::thread::hardware_concurrency(), std::size(items)); ++count) {
-            helpers.push_back(std::async(std::launch::async, work));
+        while (most > 1 && threads.size() < most) {
+            threads.push_back(std::async(std::launch::async, work));
         }
     } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch): fewer threads do the same work
     }
-    work();
-    helpers.clear();
+    if (threads.empty()) {
+        work();
+    }
+    threads.clear();
     if (failure) {
         std::rethrow_exception(failure);
     }

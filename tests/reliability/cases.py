@@ -192,24 +192,22 @@ def _try_fault(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
     run = world.run(baseline.scenario, case.injections)
     state = world.state()
     yield from _was_hit(run, 1)
-    yield from _always(state, baseline)
-    yield from checks.leaves_no_leftover(state, may_keep_staging="Staging-" in case.target)
-    if run.status == 0 or _retries(case.injections[0]):
-        yield from checks.says_success(run)
-        yield from checks.is_done(state, baseline.clean)
+    yield from _is_done_or_unchanged(run, state, baseline, case, _retries(case.injections[0]))
+    if run.status == 0:
         yield from checks.backup_is_as_in(state, baseline.clean, baseline.before)
-    else:
-        yield from checks.says_restored(run, state, baseline.before)
-        yield from checks.is_unchanged(state, baseline.before)
 
 
 def _try_read(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
-    """What was not to be read may have been needed or not; a thread may have read it at another time."""
+    """What could not be read may have been needed or not, and a thread may have read it at another time."""
     run = world.run(baseline.scenario, case.injections)
-    state = world.state()
+    yield from _is_done_or_unchanged(run, world.state(), baseline, case)
+
+
+def _is_done_or_unchanged(run: Run, state: State, baseline: Baseline, case: Case,
+                          must_succeed: bool = False) -> Iterator[str]:
     yield from _always(state, baseline)
     yield from checks.leaves_no_leftover(state, may_keep_staging="Staging-" in case.target)
-    if run.status == 0:
+    if run.status == 0 or must_succeed:
         yield from checks.says_success(run)
         yield from checks.is_done(state, baseline.clean)
     else:

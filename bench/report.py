@@ -18,8 +18,8 @@ COLOURS = dict(zip((contestant.name for contestant in ALL), ("#d6336c", "#1c7ed6
 INTRODUCTION = """\
 # Performance
 
-What a run of the installer costs, beside what one would use instead of it. Written by `{command}`;
-medians of {rounds} rounds.
+What a run of the installer costs, beside what one would use instead of it. Written by `{command}`.
+Rounds: {rounds}; the figures are medians.
 
 Machine: {machine}.
 
@@ -63,11 +63,13 @@ def machine(work):
 
 def write(samples, machine_text, rounds, file):
     costs = medians(samples)
-    picture = file.parent / "pictures/cost.svg"
-    picture.parent.mkdir(parents=True, exist_ok=True)
-    picture.write_text(plot(costs))
     command = shlex.join(["script/bench", *own_arguments()])
-    text = [INTRODUCTION.format(command=command, rounds=rounds, machine=machine_text), *ratios(costs), *growth(costs)]
+    text = [INTRODUCTION.format(command=command, rounds=rounds, machine=machine_text), *ratios(costs)]
+    if any(cost["kind"].startswith("small") for cost in costs.values()):
+        picture = file.parent / "pictures/cost.svg"
+        picture.parent.mkdir(parents=True, exist_ok=True)
+        picture.write_text(plot(costs))
+        text += growth()
     for pack in packs_of(costs):
         text += table(costs, pack)
     file.write_text("\n".join(text) + "\n")
@@ -122,7 +124,7 @@ def ratio(value, most):
     return f"**{value:.2f}**" if most and value > most + 0.005 else f"{value:.2f}"
 
 
-def growth(costs):
+def growth():
     yield "## Cost against the number of transitions\n"
     yield "Fresh install of small transitions (6 kB in three files each), both axes logarithmic: a straight line that"
     yield "rises as steeply as the grey ones is a linear cost.\n"

@@ -83,13 +83,64 @@ std::optional<struct stat> inspect(const fs::path& path, int (*inspection)(const
     throw fileError("lire", path, errno);
 }
 
-/// Removes the item with all in it, and goes on after a signal.
-std::error_code removeAll(const fs::path& path) {
+/// Lets the owner change what is in the folder, at every depth.
+void unlockFolders(const fs::path& folder) {
+    std::error_code ignored;
+    if (!fs::is_directory(fs::symlink_status(folder, ignored))) {
+        return;
+    }
+    fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, ignored);
+    for (fs::directory_iterator item(folder, ignored), end; item != end; item.increment(ignored)) {
+        unlockFolders(item->path());
+    }
+}
+
+std::error_code removeAllOnce(const fs::path& path) {
     std::error_code failure;
     do {
         fs::remove_all(path, failure);
     } while (failure == std::errc::interrupted);
     return failure;
+}
+
+/// Removes the item with all in it, also from folders that their owner made read-only.
+std::error_code removeAll(const fs::path& path) {
+    const std::error_code failure = removeAllOnce(path);
+    if (failure != std::errc::permission_denied) {
+        return failure;
+    }
+    unlockFolders(path);
+    return removeAllOnce(path);
+}
+
+/// A folder can be moved only by who may write to it, since its way up changes.
+bool renameReadOnlyFolder(const fs::path& from, const fs::path& to, mode_t permissions) {
+    const auto set = [](const fs::path& folder, mode_t bits) {
+        retrying([&] { return ::chmod(folder.c_str(), bits); });
+    };
+    set(from, permissions | S_IRWXU);
+    try {
+        const bool isRenamed = parts::renameExclusively(from, to);
+        set(isRenamed ? to : from, permissions);
+        return isRenamed;
+    } catch (const Error&) {
+        set(from, permissions);
+        throw;
+    }
+}
+
+/// Moves an item within its file system; false when the places lie on two.
+bool renameItem(const fs::path& from, const fs::path& to) {
+    try {
+        return parts::renameExclusively(from, to);
+    } catch (const Error& error) {
+        const std::optional<struct stat> found = inspect(from, ::lstat);
+        if (error.number() != EACCES || !found || !S_ISDIR(found->st_mode) ||
+            (found->st_mode & S_IWUSR) != 0) {
+            throw;
+        }
+        return renameReadOnlyFolder(from, to, found->st_mode & 07777U);
+    }
 }
 
 } // namespace
@@ -209,9 +260,10 @@ void FileManager::makeFolder(const fs::path& path) const {
         }
         number = errno;
     }
-    struct stat found {};
-    const bool isThere = ::stat(path.c_str(), &found) == 0;
-    if (!isThere || !S_ISDIR(found.st_mode)) {
+    if (isLink(path) && !exists(path)) { // to a disk that is not there, perhaps
+        throw fileError("créer le dossier", path, "c’est un lien vers un emplacement qui n’existe pas");
+    }
+    if (!folderPermissions(path)) {
         throw fileError("créer le dossier", path, number);
     }
 }
@@ -243,7 +295,7 @@ void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) cons
 
 void FileManager::moveItem(const fs::path& from, const fs::path& to,
                            const std::function<void()>& arrived) const {
-    const bool isRenamed = parts::renameExclusively(from, to);
+    const bool isRenamed = renameItem(from, to);
     if (!isRenamed) {
         copyItemDurably(from, to);
     }

@@ -35,6 +35,9 @@ bool renameExclusively(const fs::path& from, const fs::path& to) {
         if (errno == 0 && retrying([&] { return ::rename(from.c_str(), to.c_str()); }) == 0) {
             return true;
         }
+        if (errno == EXDEV) {
+            return false;
+        }
     }
     throw fileError("déplacer", from, to, errno);
 }
@@ -202,8 +205,11 @@ std::optional<fs::path> FileManager::hiddenList(const fs::path& folder) const {
 }
 
 bool FileManager::isHidden(const fs::path& folder) const {
+    if (!exists(folder)) {
+        return false;
+    }
     const std::vector<std::string> names = hiddenNames(*this, *hiddenList(folder));
-    return exists(folder) && std::ranges::find(names, folder.filename().string()) != names.end();
+    return std::ranges::find(names, folder.filename().string()) != names.end();
 }
 
 void FileManager::setHidden(const fs::path& folder, bool hidden) const {

@@ -37,6 +37,7 @@ constexpr std::array reasons{
     Reason{ENOEXEC, "ce n’est pas un programme"},
     Reason{ENXIO, "ce n’est pas un fichier"},
     Reason{ENOTSUP, "le disque ne le permet pas"},
+    Reason{ENOLCK, "le disque ne permet pas de réserver un fichier"},
     Reason{ENODEV, "le périphérique n’est plus là"},
     Reason{ESTALE, "le disque réseau ne répond plus"},
     Reason{EXDEV, "les deux emplacements sont sur des disques différents"},

@@ -10,9 +10,19 @@
 #include <utility>
 
 namespace platform {
+namespace {
+
+/// Network disks hold a file for one process only when it is open for writing, which a folder cannot be.
+Descriptor openForHolding(const std::filesystem::path& path) {
+    Descriptor file(
+        retrying([&] { return ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
+    return file ? std::move(file) : parts::openForReading(path, O_NOFOLLOW);
+}
+
+} // namespace
 
 std::optional<FileLock> FileLock::acquire(const std::filesystem::path& path) {
-    Descriptor file = parts::openForReading(path, O_NOFOLLOW);
+    Descriptor file = openForHolding(path);
     struct stat found {};
     if (::fstat(file.get(), &found) != 0 || (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode))) {
         throw fileError("lire", path, ENXIO);

@@ -138,7 +138,7 @@ TEST_F(MoviesOnAnotherDisk, ThatIsUnpluggedStopsTheRun) {
     fs::create_directory_symlink("/no such disk/Movies", home.folder / "Movies");
     const fs::path first = home.folder / "Movies";
     expectRestored({"--install"}, "Impossible de créer le dossier « " + first.string() +
-                                      " » : un élément porte déjà ce nom.");
+                                      " » : c’est un lien vers un emplacement qui n’existe pas.");
     EXPECT_FALSE(fs::exists("/no such disk/Movies"));
 }
 

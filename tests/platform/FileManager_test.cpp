@@ -192,6 +192,11 @@ TEST_F(FileManagerTest, EnumeratesEveryDepthWithoutFollowingLinks) {
     EXPECT_NO_THROW(files.enumerate(folder / "absent", [](const fs::path&, bool) { FAIL(); }));
 }
 
+TEST_F(FileManagerTest, LooksForNoHiddenListWhenTheFolderIsNotThere) {
+    fs::create_directory(folder / ".hidden"); // no list
+    EXPECT_FALSE(files.isHidden(folder / "absent"));
+}
+
 TEST_F(FileManagerTest, HidesAndShowsAFolder) {
     fs::create_directory(folder / "a");
     EXPECT_FALSE(files.isHidden(folder / "a"));

@@ -130,12 +130,25 @@ bool copyMetadata(int from, int to, const struct stat& original) {
            retrying([&] { return ::futimens(to, times.data()); }) == 0;
 }
 
+/// Lets the disk write a large copy while the run goes on; the flush at the end then waits for less. Small
+/// files are faster written together.
+void startWriting(int file, off_t size) {
+    constexpr off_t large = off_t{256} * 1024;
+    if (size >= large) {
+        ::sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE);
+    }
+}
+
 void copyFile(const fs::path& from, const fs::path& to, const struct stat& original) {
     const Descriptor source = parts::openForReading(from, O_NOFOLLOW);
     Descriptor copy(retrying(
         [&] { return ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600); }));
     if (!copy || !copyContents(source.get(), copy.get()) ||
-        !copyMetadata(source.get(), copy.get(), original) || !copy.close()) {
+        !copyMetadata(source.get(), copy.get(), original)) {
+        throw fileError("copier", from, to, errno);
+    }
+    startWriting(copy.get(), original.st_size);
+    if (!copy.close()) {
         throw fileError("copier", from, to, errno);
     }
 }

@@ -40,6 +40,13 @@ void Changes::create(const fs::path& place, const std::function<void()>& action)
     }
 }
 
+void Changes::write(const fs::path& file, const std::string& relative,
+                    const platform::FileManager::Source& contents) {
+    preserve(file, relative);
+    installer.mkdir(file.parent_path());
+    create(file, [&] { installer.fm.createAtomically(file, contents); });
+}
+
 /// Files of one folder are saved one after the other: their folder is made once.
 fs::path Changes::placeOfCopy(const std::string& relative) {
     fs::path saved = backup / relative;

@@ -35,6 +35,11 @@ public:
     /// Runs an action that creates something at the place, where nothing may stand. Throws what it throws.
     void create(const std::filesystem::path& place, const std::function<void()>& action);
 
+    /// Puts a file with these contents at the place, whole or not at all, in a folder that is made if need
+    /// be. What stands there is preserved under the relative path.
+    void write(const std::filesystem::path& file, const std::string& relative,
+               const platform::FileManager::Source& contents);
+
     const ChangeList& list() const { return entries; }
 
 private:

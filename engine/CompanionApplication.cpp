@@ -15,8 +15,8 @@ constexpr const char* pluginkit = "/usr/bin/pluginkit";
 constexpr const char* lsregister = "/System/Library/Frameworks/CoreServices.framework/Frameworks/"
                                    "LaunchServices.framework/Support/lsregister";
 
-std::string extension(const fs::path& application) {
-    return (application / "Contents/PlugIns/OrvoTransitions.pluginkit").string();
+fs::path extension(const fs::path& application) {
+    return application / "Contents/PlugIns/OrvoTransitions.pluginkit";
 }
 
 /// Nothing when the list cannot be read.
@@ -53,11 +53,19 @@ void checkOwnership(const PackInstaller& installer, const fs::path& application)
 
 void registerApplication(const PackInstaller& installer, const fs::path& application) {
     installer.process(lsregister, {"-f", application.string()});
-    installer.process(pluginkit, {"-a", extension(application)});
+    registerExtension(installer, application);
+}
+
+bool hasExtension(const PackInstaller& installer, const fs::path& application) {
+    return installer.exists(extension(application));
+}
+
+void registerExtension(const PackInstaller& installer, const fs::path& application) {
+    installer.process(pluginkit, {"-a", extension(application).string()});
 }
 
 void unregisterExtension(const PackInstaller& installer, const fs::path& application) {
-    installer.process(pluginkit, {"-r", extension(application)});
+    installer.process(pluginkit, {"-r", extension(application).string()});
 }
 
 } // namespace engine

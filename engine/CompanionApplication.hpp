@@ -17,6 +17,8 @@ void checkOwnership(const PackInstaller& installer, const std::filesystem::path&
 /// Makes the application and its extension known to the system.
 void registerApplication(const PackInstaller& installer, const std::filesystem::path& application);
 
+bool hasExtension(const PackInstaller& installer, const std::filesystem::path& application);
+void registerExtension(const PackInstaller& installer, const std::filesystem::path& application);
 void unregisterExtension(const PackInstaller& installer, const std::filesystem::path& application);
 
 } // namespace engine

@@ -1,5 +1,6 @@
 #include "engine/Recovery.hpp"
 
+#include "engine/CompanionApplication.hpp"
 #include "platform/Error.hpp"
 #include "platform/Uuid.hpp"
 
@@ -35,6 +36,7 @@ std::vector<std::string> Recovery::undo(const ChangeList& changes,
     std::for_each(changes.rbegin(), changes.rend(),
                   [&](const Change& change) { attempt(problems, [&] { putBack(change, discard); }); });
     attempt(problems, [&] { restoreHiddenFlag(); });
+    attempt(problems, [&] { restoreRegistration(); });
     removeMadeFolders(problems);
     attempt(problems, [&] { installer.fm.synchronizeFileSystems(paths.roots); });
     return problems;
@@ -108,12 +110,15 @@ ChangeList Recovery::changesFoundOnDisk(Problems& problems) const {
 }
 
 /// Transition folders go when a run empties them; the files need them again. One that was made again already,
-/// by a recovery that was cut short, may still lack its permissions.
+/// by a recovery that was cut short, may still lack its permissions. Those of other folders are the user's.
 void Recovery::remakeFolders(Problems& problems) const {
     for (const auto& [path, permissions] : record.folders) {
         const fs::path folder = installer.home / path;
         attempt(problems, [&, &bits = permissions] {
-            if (!bits || installer.fm.folderPermissions(folder) == bits) {
+            const std::optional<unsigned> found = installer.fm.folderPermissions(folder);
+            const bool isTransition =
+                folder.parent_path() == paths.category || folder.parent_path() == paths.legacy;
+            if (!bits || found == bits || (found && !isTransition)) {
                 return;
             }
             installer.mkdir(folder);
@@ -142,6 +147,12 @@ void Recovery::putBack(const Change& change, const std::function<void(const fs::
 void Recovery::restoreHiddenFlag() const {
     if (installer.exists(paths.legacy)) {
         installer.fm.setHidden(paths.legacy, record.legacyHidden);
+    }
+}
+
+void Recovery::restoreRegistration() const {
+    if (record.unregisters && installer.register_ && hasExtension(installer, paths.installedApplication)) {
+        registerExtension(installer, paths.installedApplication);
     }
 }
 

@@ -35,6 +35,7 @@ private:
     void putBack(const Change& change,
                  const std::function<void(const std::filesystem::path&)>& discard) const;
     void restoreHiddenFlag() const;
+    void restoreRegistration() const;
     void removeMadeFolders(Problems& problems) const;
     void setAside(const std::filesystem::path& place, const std::filesystem::path& folder) const;
     ChangeList changesFoundOnDisk(Problems& problems) const;

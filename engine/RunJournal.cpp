@@ -9,8 +9,8 @@ namespace fs = std::filesystem;
 
 namespace engine {
 
-InstallError anotherRun() {
-    return InstallError("Une autre installation est en cours, réessayez quand elle sera terminée.");
+AnotherRun anotherRun() {
+    return AnotherRun("Une autre installation est en cours, réessayez quand elle sera terminée.");
 }
 
 namespace {
@@ -35,8 +35,18 @@ std::optional<platform::FileLock> hold(const fs::path& file) {
 
 RunJournal RunJournal::begin(const platform::FileManager& files, const fs::path& file, const fs::path& draft,
                              const platform::FileManager::Source& record) {
-    // The file gets its final name only when it is whole, held and on the disk.
     files.writeNew(draft, record);
+    try {
+        return publish(files, file, draft);
+    } catch (const std::exception&) {
+        files.removeItem(draft);
+        throw;
+    }
+}
+
+/// The file gets its final name only when it is whole, held and on the disk.
+RunJournal RunJournal::publish(const platform::FileManager& files, const fs::path& file,
+                               const fs::path& draft) {
     std::optional<platform::FileLock> lock = hold(draft);
     if (!lock) {
         throw anotherRun();

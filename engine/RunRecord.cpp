@@ -66,14 +66,17 @@ void decodeLine(RunRecord& record, const Json& object) {
         record.backup = name(object, "backup", "");
         record.staging = name(object, "staging", "Staging-");
         record.legacyHidden = object.at("legacyHidden").get<bool>();
+        record.unregisters = object.at("unregisters").get<bool>();
     }
 }
 
 } // namespace
 
 std::string encodeRunRecord(const RunRecord& record) {
-    std::string text =
-        line({{"backup", record.backup}, {"staging", record.staging}, {"legacyHidden", record.legacyHidden}});
+    std::string text = line({{"backup", record.backup},
+                             {"staging", record.staging},
+                             {"legacyHidden", record.legacyHidden},
+                             {"unregisters", record.unregisters}});
     for (const auto& [path, permissions] : record.folders) {
         text += line({{"folder", path}, {"permissions", encoded(permissions)}});
     }

@@ -27,6 +27,7 @@ struct RunRecord {
     bool legacyHidden = false;
     Folders folders;
     std::vector<Place> places; ///< in the order in which the run changes them
+    bool unregisters = false;  ///< whether the run takes the extension's registration back
 };
 
 /// The record as JSON, one object a line. The order of the lines of places alone counts.

@@ -40,7 +40,18 @@ Transaction::Transaction(const PackInstaller& owner, bool uninstalls, const Pack
 std::string Transaction::perform() {
     refuseRunningEditor();
     holdHome();
-    undoInterruptedRun();
+    const std::string undone = undoInterruptedRun();
+    try {
+        return undone + runPhases();
+    } catch (const std::exception& failure) {
+        if (undone.empty()) {
+            throw;
+        }
+        throw InstallError(undone + failure.what());
+    }
+}
+
+std::string Transaction::runPhases() {
     readCatalog();
     chooseSelection();
     readManifests();
@@ -51,12 +62,18 @@ std::string Transaction::perform() {
     planManifests();
     recordFolders();
     try {
-        createWorkFolders();
+        beginJournal();
+        stageApplication();
         handleTemplates();
         handleLegacyCategory();
         writeManifests();
         handleApplication();
-        commit();
+        makeDurable();
+        tellSystem();
+        endJournal();
+    } catch (const AnotherRun&) {
+        leaveToOtherRun();
+        throw;
     } catch (const std::exception& failure) {
         recover(failure);
     }
@@ -88,25 +105,32 @@ void Transaction::holdHome() {
     }
 }
 
-void Transaction::undoInterruptedRun() const {
+/// Returns what the user has to know of it, nothing when there was no such run.
+std::string Transaction::undoInterruptedRun() const {
     const std::optional<RunJournal> interrupted = RunJournal::takeOver(installer.fm, paths.journal);
     if (!interrupted) {
-        return;
+        return {};
     }
-    const RunRecord found = interrupted->read();
-    std::vector<std::string> problems = Recovery(installer, paths, found).undoInterrupted();
-    if (problems.empty()) {
-        try {
+    fs::path saved = paths.backups;
+    std::vector<std::string> problems;
+    try {
+        const RunRecord found = interrupted->read();
+        saved /= found.backup;
+        problems = Recovery(installer, paths, found).undoInterrupted();
+        if (problems.empty()) {
             interrupted->end();
-        } catch (const platform::Error& failure) {
-            problems.emplace_back(failure.what());
         }
+    } catch (const platform::Error& failure) {
+        problems.emplace_back(failure.what());
     }
     if (!problems.empty()) {
         throw InstallError("Une installation précédente a été interrompue et l’état d’avant n’a pas pu être "
                            "rétabli entièrement.\n" +
-                           joined(problems) + "\nSauvegarde : " + (paths.backups / found.backup).string());
+                           joined(problems) + "\nSauvegarde : " + saved.string());
     }
+    return "Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli, et ce "
+           "qui restait d’elle est conservé dans « " +
+           saved.string() + " ».\n\n";
 }
 
 void Transaction::readCatalog() {
@@ -248,13 +272,26 @@ void Transaction::recordFolder(const fs::path& path) {
     }
 }
 
-void Transaction::createWorkFolders() {
+void Transaction::beginJournal() {
+    record.unregisters = uninstall && installer.register_; // what it may do, for the run that finds it
     installer.fm.makeFolderDurably(backup);
     journal = RunJournal::begin(installer.fm, paths.journal, backup / "journal.jsonl",
                                 [this](const auto& sink) { writeRecord(sink); });
+    record.unregisters = false; // from here on what it has done
     if (digestOfManifests() != manifestsRead) {
-        throw InstallError("Une autre installation vient de se terminer, réessayez.");
+        throw AnotherRun("Une autre installation vient de se terminer, réessayez.");
     }
+    isChanging = true;
+}
+
+void Transaction::leaveToOtherRun() const {
+    if (journal) {
+        journal->end();
+    }
+    installer.fm.removeEmptyFolder(backup);
+}
+
+void Transaction::stageApplication() {
     if (!uninstall) {
         installer.mkdir(staging);
         installer.fm.copyItem(paths.payloadApplication, staging / applicationName);
@@ -305,10 +342,7 @@ void Transaction::handleLegacyCategory() {
     }
     for (const auto& [path, bytes] : legacyPlan.marked) {
         const fs::path file = paths.legacy / path;
-        changes.preserve(file, "Legacy/" + path);
-        changes.create(file, [&, &contents = bytes] {
-            installer.fm.createAtomically(file, [&](const auto& sink) { sink(contents); });
-        });
+        changes.write(file, "Legacy/" + path, [&contents = bytes](const auto& sink) { sink(contents); });
         legacy.files[path] = installer.hash(file);
     }
     removeEmptiedFolders(paths.legacy, legacyPlan.removed);
@@ -327,14 +361,11 @@ void Transaction::writeManifests() {
 }
 
 void Transaction::write(const Manifest& manifest, const fs::path& file, const std::string& name) {
-    changes.preserve(file, name);
     if (manifest.files.empty()) {
-        return; // a manifest that lists nothing is no file
+        changes.preserve(file, name); // a manifest that lists nothing is no file
+    } else {
+        changes.write(file, name, [&](const auto& sink) { encodeManifest(manifest, sink); });
     }
-    installer.mkdir(file.parent_path());
-    changes.create(file, [&] {
-        installer.fm.createAtomically(file, [&](const auto& sink) { encodeManifest(manifest, sink); });
-    });
 }
 
 void Transaction::handleApplication() {
@@ -343,6 +374,7 @@ void Transaction::handleApplication() {
     } else if (removesApplication() && installer.fm.occupied(paths.installedApplication)) {
         if (installer.register_) {
             unregisterExtension(installer, paths.installedApplication);
+            record.unregisters = true;
         }
         changes.preserve(paths.installedApplication, applicationName);
     }
@@ -367,13 +399,20 @@ void Transaction::replaceApplication() {
     verifyCopies(installer, paths.category, installed.files,
                  [this](const std::string& path) { return selection.contains(transitionOf(path)); });
     checkSignature(installer, paths.installedApplication);
-    if (installer.register_) {
+}
+
+void Transaction::makeDurable() {
+    installer.fm.synchronizeFileSystems(paths.roots);
+}
+
+/// Last, because what the system learns is not unlearnt.
+void Transaction::tellSystem() const {
+    if (!uninstall && installer.register_) {
         registerApplication(installer, paths.installedApplication);
     }
 }
 
-void Transaction::commit() {
-    installer.fm.synchronizeFileSystems(paths.roots);
+void Transaction::endJournal() {
     removeStaging();
     journal->end();
 }
@@ -389,9 +428,12 @@ std::string Transaction::summary() const {
 }
 
 void Transaction::recover(const std::exception& failure) {
-    const Recovery recovery(installer, paths, record);
-    std::vector<std::string> problems =
-        recovery.undo(changes.list(), [this](const fs::path& place) { installer.fm.removeItem(place); });
+    std::vector<std::string> problems;
+    if (isChanging) {
+        problems = Recovery(installer, paths, record).undo(changes.list(), [this](const fs::path& place) {
+            installer.fm.removeItem(place);
+        });
+    }
     removeStaging();
     if (journal) {
         try {

@@ -18,7 +18,7 @@
 namespace engine {
 
 /// One run of the installer, all or nothing. The phases are called in the order in which they stand here;
-/// those before `createWorkFolders` change nothing, and a failure from there on puts the previous state back.
+/// those before `beginJournal` change nothing, and a failure from there on puts the previous state back.
 class Transaction {
 public:
     Transaction(const PackInstaller& installer, bool uninstall, const PackInstaller::Selection& selection);
@@ -28,7 +28,9 @@ public:
 private:
     void refuseRunningEditor() const;
     void holdHome();
-    void undoInterruptedRun() const;
+    std::string undoInterruptedRun() const;
+    std::string runPhases();
+
     void readCatalog();
     void chooseSelection();
     void readManifests();
@@ -39,14 +41,18 @@ private:
     void planManifests();
     void recordFolders();
 
-    void createWorkFolders();
+    void beginJournal();
+    void stageApplication();
     void handleTemplates();
     void handleLegacyCategory();
     void writeManifests();
     void handleApplication();
-    void commit();
+    void makeDurable();
+    void tellSystem() const;
+    void endJournal();
 
     std::string summary() const;
+    void leaveToOtherRun() const;
     [[noreturn]] void recover(const std::exception& failure);
     void removeStaging() const;
 
@@ -85,6 +91,7 @@ private:
     std::filesystem::path staging;
     Changes changes;
     std::optional<RunJournal> journal;
+    bool isChanging = false; ///< from here on a failure has something to put back
 };
 
 } // namespace engine

@@ -14,7 +14,7 @@ namespace engine {
 void verify(const PackInstaller& installer, const std::filesystem::path& folder, const FileTable& files,
             const FileTable& known, bool uninstall);
 
-/// /// Checks that every file of the table for which `isCopy` holds stands in the folder with its digest.
+/// Checks that every file of the table for which `isCopy` holds stands in the folder with its digest.
 /// Throws InstallError for the first that does not.
 void verifyCopies(const PackInstaller& installer, const std::filesystem::path& folder, const FileTable& files,
                   const std::function<bool(const std::string& path)>& isCopy);

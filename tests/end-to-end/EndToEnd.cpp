@@ -7,6 +7,11 @@ namespace fs = std::filesystem;
 
 namespace tests {
 
+std::string installedText(int count) {
+    return std::to_string(count) +
+           " transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
+}
+
 fs::path memoryOrDisk() {
     return fs::is_directory("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
 }
@@ -40,8 +45,7 @@ fs::path EndToEnd::succeed(const Launch& launch, const Home& changed, const std:
 fs::path EndToEnd::install(const Arguments& more, int count) const {
     Arguments arguments{"--install"};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    return succeed(arguments, std::to_string(count) + " transitions installées. Relancez Final Cut Pro > "
-                                                      "Transitions > Orvo Transitions.");
+    return succeed(arguments, installedText(count));
 }
 
 fs::path EndToEnd::uninstall(const Arguments& more) const {

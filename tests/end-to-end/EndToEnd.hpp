@@ -19,6 +19,8 @@ using Arguments = std::vector<std::string>;
 inline const std::string uninstalledText =
     "Sélection désinstallée. Le composant commun est conservé si d’autres transitions Orvo en dépendent.";
 
+std::string installedText(int count);
+
 /// Where homes are made: in memory where the system offers that, which spares the tests the wait for the
 /// disk.
 std::filesystem::path memoryOrDisk();

@@ -17,8 +17,9 @@ const std::string anotherRun = "Une autre installation est en cours, réessayez 
 struct Journal : EndToEnd {
     Journal() { home.fillAsLongUsed(); }
 
-    /// Runs the program and has a tool kill it at this call.
-    void cutShort(const Arguments& arguments, int call) const {
+    /// Runs the program, has a tool kill it at this call, and returns what the next run has to say of that.
+    std::string cutShort(const Arguments& arguments, int call) const {
+        const std::set<std::string> earlier = home.backupNames();
         product.onToolCall("[ $call = " + std::to_string(call) + " ] && { kill -9 $PPID; exit 0; }; :");
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.signal, SIGKILL);
@@ -26,6 +27,9 @@ struct Journal : EndToEnd {
         EXPECT_EQ(outcome.error, "");
         EXPECT_TRUE(fs::exists(home.journal));
         product.onToolCall("");
+        return "Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli, et "
+               "ce qui restait d’elle est conservé dans « " +
+               newBackup(home, earlier).string() + " ».\n\n";
     }
 
     /// The home as this request leaves one that was never cut short.
@@ -57,26 +61,26 @@ struct Journal : EndToEnd {
 };
 
 TEST_F(Journal, OfARunThatWasCutShortIsUndoneBeforeAnInstall) {
-    cutShort({"--install"}, 2);
-    install({"--only", "01 Ink Drop"}, 1);
+    const std::string undone = cutShort({"--install"}, 2);
+    succeed({"--install", "--only", "01 Ink Drop"}, undone + installedText(1));
     EXPECT_EQ(difference(undisturbed({"--install", "--only", "01 Ink Drop"}), home.comparable()), "");
     EXPECT_EQ(manifestAt(home.manifest), payloadDigests({"01 Ink Drop"}) + digestsOf("02 Page Fold", "2.3") +
                                              digestsOf("10 Dye Bloom", "2.0"));
 }
 
 TEST_F(Journal, OfARunThatWasCutShortIsUndoneBeforeAnUninstall) {
-    cutShort({"--install"}, 4);
-    uninstall({"--only", "09 Dye Bloom"});
+    const std::string undone = cutShort({"--install"}, 4);
+    succeed({"--uninstall", "--only", "09 Dye Bloom"}, undone + uninstalledText);
     EXPECT_EQ(difference(undisturbed({"--uninstall", "--only", "09 Dye Bloom"}), home.comparable()), "");
 }
 
 TEST_F(Journal, OfAnUninstallThatWasCutShortIsUndone) {
     fs::remove_all(home.category / "Mes essais");
     const TreeSnapshot before = home.kept();
-    cutShort({"--uninstall"}, 1);
+    const std::string undone = cutShort({"--uninstall"}, 1);
     EXPECT_NE(difference(before, home.kept()), "");
     const Outcome outcome = run({"--install", "--only", "?"});
-    EXPECT_EQ(outcome.error, "Sélection de transitions invalide.\n");
+    EXPECT_EQ(outcome.error, undone + "Sélection de transitions invalide.\n");
     EXPECT_EQ(difference(before, home.kept()), "");
     EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
 }
@@ -84,9 +88,9 @@ TEST_F(Journal, OfAnUninstallThatWasCutShortIsUndone) {
 TEST_F(Journal, OfARunThatWasCutShortIsUndoneToTheDateOfEachFile) {
     const TreeSnapshot before = home.kept();
     for (int call = 2; call <= 4; ++call) {
-        cutShort({"--install"}, call);
+        const std::string undone = cutShort({"--install"}, call);
         EXPECT_NE(difference(before, home.kept()), "");
-        EXPECT_EQ(run({"--install", "--only", "?"}).error, "Sélection de transitions invalide.\n");
+        EXPECT_EQ(run({"--install", "--only", "?"}).error, undone + "Sélection de transitions invalide.\n");
         EXPECT_EQ(difference(before, home.kept()), "");
         EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
     }
@@ -98,7 +102,7 @@ TEST_F(Journal, OfARunThatWasCutShortIsUndoneInAFreshHome) {
     product.onToolCall("[ $call = 3 ] && { kill -9 $PPID; exit 0; }; :");
     EXPECT_EQ(Child(program({"--install", "--root", fresh.folder.string()})).wait().signal, SIGKILL);
     product.onToolCall("");
-    succeed(program({"--uninstall", "--root", fresh.folder.string()}), fresh, uninstalledText);
+    EXPECT_EQ(Child(program({"--uninstall", "--root", fresh.folder.string()})).wait().status, 0);
     EXPECT_EQ(difference(before, fresh.kept()), "");
 }
 
@@ -122,8 +126,27 @@ TEST_F(Journal, KeepsWhatTheUserPutInPlaceSinceTheRunWasCutShort) {
     EXPECT_TRUE(isKept);
 }
 
-TEST_F(Journal, StaysWhenSomethingCannotBePutBack) {
+TEST_F(Journal, OfAnUninstallThatWasCutShortGivesTheExtensionItsRegistrationBack) {
+    fs::remove_all(home.category / "Mes essais");
+    const std::string extension = home.application.string() + "/Contents/PlugIns/OrvoTransitions.pluginkit";
+    fs::create_directories(extension);
+    cutShort({"--uninstall"}, 1);
+    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
+    EXPECT_EQ(product.toolCalls(), (std::vector<Arguments>{{"pluginkit", "-a", extension}}));
+    cutShort({"--uninstall"}, 1);
+    EXPECT_EQ(run({"--install", "--only", "?", "--no-register"}).status, 1);
+    EXPECT_TRUE(product.toolCalls().empty());
+}
+
+TEST_F(Journal, LeavesThePermissionsThatTheUserChangedSinceTheRunWasCutShort) {
     cutShort({"--install"}, 2);
+    fs::permissions(home.folder / "Movies", fs::perms(0700));
+    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
+    EXPECT_EQ(fs::status(home.folder / "Movies").permissions(), fs::perms(0700));
+}
+
+TEST_F(Journal, StaysWhenSomethingCannotBePutBack) {
+    const std::string undone = cutShort({"--install"}, 2);
     const fs::path backup = newBackup(home, {});
     const fs::path place = home.category / "01 Ink Drop";
     fs::remove_all(place);
@@ -137,7 +160,7 @@ TEST_F(Journal, StaysWhenSomethingCannotBePutBack) {
     EXPECT_EQ(readFile(place), "a file where the folder was");
 
     fs::remove(place); // and once the obstacle is gone, the next run gets on with it
-    EXPECT_EQ(run({"--install", "--only", "?"}).error, "Sélection de transitions invalide.\n");
+    EXPECT_EQ(run({"--install", "--only", "?"}).error, undone + "Sélection de transitions invalide.\n");
     EXPECT_EQ(readFile(place / "01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
     EXPECT_FALSE(fs::exists(home.journal));
 }
@@ -147,8 +170,11 @@ TEST_F(Journal, ThatCannotBeReadStopsTheRunAndStays) {
     const TreeSnapshot before = home.everything();
     const Outcome outcome = run({"--install"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(outcome.error.starts_with("Impossible de lire « " + home.journal.string() + " » : "))
-        << outcome.error;
+    EXPECT_EQ(outcome.error, "Une installation précédente a été interrompue et l’état d’avant n’a pas pu "
+                             "être rétabli entièrement.\nImpossible de lire « " +
+                                 home.journal.string() +
+                                 " » : ce n’est pas du JSON valide (ligne 1, colonne 11).\nSauvegarde : " +
+                                 home.backups.string() + "\n");
     EXPECT_EQ(difference(before, home.everything()), "");
 }
 
@@ -184,14 +210,12 @@ TEST_F(Journal, IsNotNeededForARunThatWasOvertakenToChangeNothing) {
     const Arguments request{"--install", "--no-register", "--root", fresh.folder.string()};
     const std::unique_ptr<Child> slow = startAndHold(request, 1);
     EXPECT_EQ(run(request).status, 0);
-    const TreeSnapshot after = fresh.kept();
+    const TreeSnapshot after = fresh.everything();
     letGo();
     const Outcome outcome = slow->wait();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(
-        outcome.error.starts_with("Une autre installation vient de se terminer, réessayez.\nSauvegarde : "))
-        << outcome.error;
-    EXPECT_EQ(difference(after, fresh.kept()), "");
+    EXPECT_EQ(outcome.error, "Une autre installation vient de se terminer, réessayez.\n");
+    EXPECT_EQ(difference(after, fresh.everything()), "");
 }
 
 } // namespace

@@ -120,6 +120,31 @@ TEST_F(Tools, FailureOfAnUninstallIsUndone) {
     EXPECT_EQ(product.toolCalls().size(), 1U);
 }
 
+TEST_F(Tools, GiveTheExtensionItsRegistrationBackWhenAnUninstallIsUndone) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    install();
+    product.onToolCall("");
+    const TreeSnapshot before = home.kept();
+    const Outcome outcome =
+        Child(injecting(program({"--uninstall"}),
+                        {"-P", installed, "-e", "inject=rename,renameat2:error=EBUSY:when=1"}))
+            .wait();
+    EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
+    EXPECT_EQ(difference(before, home.kept()), "");
+    EXPECT_EQ(product.toolCalls(), (Calls{{"pluginkit", "-r", extension}, {"pluginkit", "-a", extension}}));
+}
+
+TEST_F(Tools, LearnOfAnInstallOnlyOnceItIsOnTheDisk) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    EXPECT_EQ(
+        Child(injecting(program({"--install"}), {"-e", "inject=syncfs:error=EIO:when=1"})).wait().status, 1);
+    EXPECT_EQ(product.toolCalls().size(), 2U); // of the signatures
+}
+
 TEST_F(Tools, OutputThatIsNotUtf8IsRepaired) {
     product.onToolCall("printf 'a\\377b'; exit 1");
     expectRefusal({"--install"}, "a\uFFFDb");

@@ -84,4 +84,19 @@ TEST_F(ChangesTest, CreateRefusesAPlaceThatIsTaken) {
     EXPECT_TRUE(changes.list().empty());
 }
 
+TEST_F(ChangesTest, WriteMakesTheFolderOfItsFile) {
+    changes.write(folder / "new/folder/a", "a", [](const auto& sink) { sink("contents"); });
+    EXPECT_EQ(readFile(folder / "new/folder/a"), "contents");
+    ASSERT_EQ(changes.list().size(), 1U);
+    EXPECT_EQ(changes.list()[0].saved, "");
+}
+
+TEST_F(ChangesTest, WritePreservesWhatItReplaces) {
+    writeFile(folder / "a", "old");
+    changes.write(folder / "a", "saved", [](const auto& sink) { sink("new"); });
+    EXPECT_EQ(readFile(folder / "a"), "new");
+    EXPECT_EQ(readFile(folder / "backup/saved"), "old");
+    EXPECT_EQ(changes.list().size(), 1U);
+}
+
 } // namespace

@@ -97,13 +97,14 @@ TEST_F(RecoveryTest, GivesAFolderThatWasMadeAgainItsPermissions) {
     const fs::path gone = paths.category / "02 Old Wipe";
     const fs::path madeAgain = paths.category / "01 Fade";
     const auto relative = [&](const fs::path& item) { return item.lexically_relative(home).string(); };
-    record.folders = {{relative(gone), 0711U}, {relative(madeAgain), 0750U}};
+    record.folders = {{relative(gone), 0711U}, {relative(madeAgain), 0750U}, {"Movies", 0711U}};
     fs::create_directory(outside / "linked");
     fs::create_directory_symlink(outside / "linked", home / "link");
     record.folders.emplace("link", 0700U);
     EXPECT_THAT(undo(), IsEmpty());
     EXPECT_EQ(installer.fm.folderPermissions(gone), 0711U);
     EXPECT_EQ(installer.fm.folderPermissions(madeAgain), 0750U);
+    EXPECT_NE(installer.fm.folderPermissions(home / "Movies"), 0711U); // the user's own to set
     EXPECT_NE(installer.fm.folderPermissions(outside / "linked"), 0700U);
 }
 

@@ -38,6 +38,7 @@ TEST_F(RunJournalTest, IsRefusedWhileARunIsAlive) {
     const RunJournal journal = begin();
     EXPECT_EQ(tests::messageOf<InstallError>([&] { (void)RunJournal::takeOver(files, file); }), busy);
     EXPECT_EQ(tests::messageOf<InstallError>([&] { begin(); }), busy);
+    EXPECT_FALSE(files.exists(folder / "draft"));
 }
 
 TEST_F(RunJournalTest, IsTakenOverFromAProcessThatWasKilled) {

@@ -12,13 +12,15 @@ const RunRecord example{
     "Staging-1",
     true,
     {{"Movies", 0755}, {"Movies/x", std::nullopt}},
-    {{"Movies/x/é \n.motr", "Templates/é.motr", true}, {"Applications/A.app", "A.app", false}}};
+    {{"Movies/x/é \n.motr", "Templates/é.motr", true}, {"Applications/A.app", "A.app", false}},
+    true};
 
 TEST(RunRecordTest, ReadsWhatItWrites) {
     const RunRecord read = decodeRunRecord(encodeRunRecord(example), "j");
     EXPECT_EQ(read.backup, "B-1");
     EXPECT_EQ(read.staging, "Staging-1");
     EXPECT_TRUE(read.legacyHidden);
+    EXPECT_TRUE(read.unregisters);
     ASSERT_EQ(read.folders.size(), 2U);
     EXPECT_EQ(read.folders.at("Movies"), 0755U);
     EXPECT_EQ(read.folders.at("Movies/x"), std::nullopt);

@@ -247,7 +247,7 @@ class LinksInAnInterruptedRun(HostileHome):
     def test_journal_that_names_the_outside(self) -> None:
         self.prepare("upgrade")
         journal = self.home / SUPPORT / "journal.jsonl"
-        head = {"backup": "B", "staging": "Staging-A", "legacyHidden": False}
+        head = {"backup": "B", "staging": "Staging-A", "legacyHidden": False, "unregisters": False}
         for place, saved in (("../outside/Library/Preferences/user.plist", "x"), ("x", "../../../../../outside"),
                              (str(self.outside / "x"), "x")):
             journal.write_text(json.dumps(head) + "\n" +
@@ -287,7 +287,7 @@ class SpecialItems(HostileHome):
                     before = Tree.read(self.home)
                     ended = act()
                     self.assertIn(ended.status, (0, 1), ended)
-                    if ended.status == 1 and "Sauvegarde : " not in ended.message:
+                    if ended.status == 1 and ("Sauvegarde : " not in ended.message or name == "journal"):
                         self.check_refused(ended, before)
                     elif ended.status == 1:
                         self.assertTrue(ended.message.endswith("État précédent restauré.\n"), ended)
@@ -341,8 +341,7 @@ class SimultaneousRuns(HostileHome):
         with process:
             _, message = (text.decode() for text in process.communicate(timeout=SECONDS))
         if process.returncode != 0:
-            stopped = message in self.OTHERS or message.split("\nSauvegarde : ")[0] + "\n" in self.OTHERS
-            self.assertTrue(stopped, message)
+            self.assertIn(message, self.OTHERS)
         return process.returncode == 0
 
     def test_installs_at_once(self) -> None:

@@ -1,7 +1,5 @@
 #include "tests/end-to-end/EndToEnd.hpp"
 
-#include <sys/stat.h>
-
 namespace fs = std::filesystem;
 
 namespace {
@@ -51,10 +49,7 @@ struct MoviesOnAnotherDisk : Places {
     std::optional<TemporaryFolder> disk;
 
     void SetUp() override {
-        struct stat here {};
-        struct stat there {};
-        if (::stat(folder.path().c_str(), &here) != 0 ||
-            ::stat(fs::temp_directory_path().c_str(), &there) != 0 || here.st_dev == there.st_dev) {
+        if (!areOnTwoFileSystems(folder.path(), fs::temp_directory_path())) {
             GTEST_SKIP() << "no second file system";
         }
         disk.emplace();

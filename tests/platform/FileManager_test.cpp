@@ -58,8 +58,8 @@ struct FileManagerTest : testing::Test {
 
 struct TwoFileSystemsTest : FileManagerTest {
     void SetUp() override {
-        if (!fs::is_directory("/dev/shm")) {
-            GTEST_SKIP() << "only Linux has a second file system for everybody";
+        if (!tests::areOnTwoFileSystems(folder.path(), "/dev/shm")) {
+            GTEST_SKIP() << "there is no second file system";
         }
     }
 };
@@ -112,12 +112,16 @@ TEST_F(TwoFileSystemsTest, MovesATreeAcrossFileSystems) {
     const TemporaryFolder elsewhere("/dev/shm");
     const fs::path bundle = makeBundle();
     const TreeSnapshot before = TreeSnapshot::of(bundle);
+    bool hasArrived = false;
     files.moveItem(bundle, elsewhere / "B.app", [&] {
+        hasArrived = true;
         EXPECT_EQ(TreeSnapshot::of(elsewhere / "B.app"), before);
         EXPECT_EQ(TreeSnapshot::of(bundle), before);
     });
+    EXPECT_TRUE(hasArrived);
+    EXPECT_EQ(TreeSnapshot::of(elsewhere / "B.app"), before);
     EXPECT_EQ(TreeSnapshot::of(elsewhere.path()).items.size(), before.items.size() + 1);
-    EXPECT_FALSE(files.occupied(bundle));
+    EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
 TEST_F(TwoFileSystemsTest, LeavesNothingBehindWhenAMoveAcrossFileSystemsFails) {
@@ -166,14 +170,78 @@ TEST_F(FileManagerTest, RemovesATreeButNotWhatItsLinksLeadTo) {
 }
 
 TEST_F(FileManagerTest, RemovesOnlyEmptyFolders) {
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     writeFile(folder / "full/file", "");
     fs::create_directory(folder / "empty");
-    EXPECT_FALSE(files.removeEmptyFolder(folder / "full"));
+    fs::create_directory_symlink("empty", folder / "link");
+    const TreeSnapshot before = TreeSnapshot::of(folder.path());
+    for (const char* name : {"full", "full/file", "full/file/absent", "absent", "pipe", "link"}) {
+        EXPECT_FALSE(files.removeEmptyFolder(folder / name)) << name;
+    }
+    EXPECT_EQ(TreeSnapshot::of(folder.path()), before);
     EXPECT_TRUE(files.removeEmptyFolder(folder / "empty"));
-    EXPECT_FALSE(files.removeEmptyFolder(folder / "absent"));
-    EXPECT_FALSE(files.removeEmptyFolder(folder / "full/file"));
-    EXPECT_FALSE(files.removeEmptyFolder(folder / "full/file/absent"));
-    EXPECT_TRUE(fs::exists(folder / "full/file"));
+    EXPECT_FALSE(fs::exists(folder / "empty"));
+}
+
+TEST_F(FileManagerTest, MakesAFolderDurablyWithAllAboveIt) {
+    files.makeFolderDurably(folder / "a/b/c");
+    files.makeFolderDurably(folder / "a/b/c");
+    EXPECT_TRUE(fs::is_directory(folder / "a/b/c"));
+    writeFile(folder / "file", "x");
+    EXPECT_THROW(files.makeFolderDurably(folder / "file/a"), Error);
+}
+
+TEST_F(FileManagerTest, WritesANewFileOnlyWhereNothingStands) {
+    files.writeNew(folder / "new", [](const auto& sink) { sink("contents"); });
+    EXPECT_EQ(readFile(folder / "new"), "contents");
+    EXPECT_THROW(files.writeNew(folder / "new", [](const auto& sink) { sink("other"); }), Error);
+    EXPECT_EQ(readFile(folder / "new"), "contents");
+}
+
+TEST_F(FileManagerTest, CreatesAWholeFileOnlyWhereNothingStands) {
+    files.createAtomically(folder / "new", [](const auto& sink) { sink("contents"); });
+    EXPECT_EQ(readFile(folder / "new"), "contents");
+    EXPECT_EQ(messageOf<Error>(
+                  [&] { files.createAtomically(folder / "new", [](const auto& sink) { sink("other"); }); }),
+              "Impossible d’écrire « " + (folder / "new").string() + " » : un élément porte déjà ce nom.");
+    EXPECT_EQ(readFile(folder / "new"), "contents");
+    EXPECT_FALSE(fs::exists(platform::FileManager::temporaryName(folder / "new")));
+}
+
+TEST_F(FileManagerTest, DoesNotTakeAnItemThatItCannotSeeForAbsent) {
+    const fs::path unseen = folder / std::string(300, 'x'); // no file system has names as long
+    EXPECT_THROW(files.exists(unseen), Error);
+    EXPECT_THROW(files.occupied(unseen), Error);
+    EXPECT_THROW(files.isLink(unseen), Error);
+    EXPECT_THROW(files.folderPermissions(unseen), Error);
+    fs::create_symlink("loop", folder / "loop");
+    EXPECT_FALSE(files.exists(folder / "loop"));
+    EXPECT_TRUE(files.occupied(folder / "loop"));
+}
+
+TEST_F(FileManagerTest, IsNotStoppedByWhatAnEarlierRunCouldNotFinish) {
+    writeFile(platform::FileManager::temporaryName(folder / "file"), "half");
+    files.writeAtomically(folder / "file", "whole");
+    EXPECT_EQ(readFile(folder / "file"), "whole");
+    writeFile(platform::FileManager::temporaryName(folder / "copy") / "in", "half");
+    files.copyItemDurably(folder / "file", folder / "copy");
+    EXPECT_EQ(readFile(folder / "copy"), "whole");
+}
+
+TEST_F(FileManagerTest, NamesTheFinalPlaceOfACopyThatFails) {
+    writeFile(folder / "from", "x");
+    writeFile(folder / "to", "y");
+    EXPECT_EQ(messageOf<Error>([&] { files.copyItemDurably(folder / "from", folder / "to"); }),
+              "Impossible de copier « " + (folder / "from").string() + " » vers « " +
+                  (folder / "to").string() + " » : un élément porte déjà ce nom.");
+    EXPECT_EQ(readFile(folder / "to"), "y");
+}
+
+TEST_F(FileManagerTest, CountsALinkToAFolderAsAFolder) {
+    fs::create_directory(folder / "target");
+    fs::permissions(folder / "target", fs::perms::owner_all);
+    fs::create_directory_symlink(folder / "target", folder / "link");
+    EXPECT_EQ(files.folderPermissions(folder / "link"), 0700U);
 }
 
 TEST_F(FileManagerTest, EnumeratesEveryDepthWithoutFollowingLinks) {

@@ -2,6 +2,8 @@
 
 #include "platform/Uuid.hpp"
 
+#include <sys/stat.h>
+
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -16,6 +18,13 @@ TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent)
 TemporaryFolder::~TemporaryFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);
+}
+
+bool areOnTwoFileSystems(const std::filesystem::path& one, const std::filesystem::path& other) {
+    struct stat first {};
+    struct stat second {};
+    return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+           first.st_dev != second.st_dev;
 }
 
 std::string readFile(const std::filesystem::path& path) {

@@ -21,6 +21,9 @@ private:
     std::filesystem::path folder;
 };
 
+/// Whether both places exist, each on a file system of its own.
+bool areOnTwoFileSystems(const std::filesystem::path& one, const std::filesystem::path& other);
+
 std::string readFile(const std::filesystem::path& path);
 
 /// Writes the file and the folders above it.

@@ -317,9 +317,8 @@ TEST_F(InstallerWindowTest, ReturnReachesTheSheetEvenWithoutFocus) {
 TEST_F(InstallerWindowTest, ReturnOnTheCancelButtonCancels) {
     delegate.uninstall();
     ASSERT_TRUE(sheetIsDown());
-    while (dynamic_cast<QPushButton*>(focus())->text() != "Annuler") {
-        press(Qt::Key_Backtab);
-    }
+    ASSERT_TRUE(pressUntil(Qt::Key_Backtab,
+                           [&] { return dynamic_cast<QPushButton*>(focus())->text() == "Annuler"; }));
     press(Qt::Key_Return);
     EXPECT_EQ(sheet(), nullptr);
     EXPECT_FALSE(delegate.busy);
@@ -362,9 +361,7 @@ TEST_F(InstallerWindowTest, AnErrorsTextIsWholeAndCanBeCopied) {
     const auto& text = *children<ui::qt::AlertText>(sheet()).front();
     EXPECT_EQ(text.toPlainText().toStdString(), description);
     EXPECT_EQ(text.verticalScrollBar()->maximum(), 0) << "all of it shows without scrolling";
-    while (focus() != &text) {
-        press(Qt::Key_Tab);
-    }
+    ASSERT_TRUE(pressUntil(Qt::Key_Tab, [&] { return focus() == &text; }));
     press(Qt::Key_A, Qt::ControlModifier);
     press(Qt::Key_C, Qt::ControlModifier);
     EXPECT_EQ(QApplication::clipboard()->text().toStdString(), description);
@@ -384,9 +381,7 @@ TEST_F(InstallerWindowTest, AnErrorTooLongForTheWindowScrolls) {
     auto& text = *children<ui::qt::AlertText>(sheet()).front();
     EXPECT_EQ(text.toPlainText().toStdString(), description);
     EXPECT_GT(text.verticalScrollBar()->maximum(), 0);
-    while (focus() != &text) {
-        press(Qt::Key_Tab);
-    }
+    ASSERT_TRUE(pressUntil(Qt::Key_Tab, [&] { return focus() == &text; }));
     press(Qt::Key_End, Qt::ControlModifier);
     EXPECT_EQ(text.verticalScrollBar()->value(), text.verticalScrollBar()->maximum());
 }

@@ -36,6 +36,15 @@ protected:
         QTest::keyClick(window().windowHandle(), key, modifiers);
     }
 
+    /// Presses the key until the condition holds, more often than there are controls to go through at most.
+    template <typename Condition>
+    bool pressUntil(Qt::Key key, Condition holds) {
+        for (int presses = 0; !holds() && presses < 20; ++presses) {
+            press(key);
+        }
+        return holds();
+    }
+
     /// Waits for the sheet to have dropped all the way.
     bool sheetIsDown();
 
@@ -66,8 +75,7 @@ protected:
     }
 
     std::promise<std::string> outcome;
-    std::vector<bool> runs; ///< the uninstall flag of every run
-    bool ended = false;     ///< the program was allowed to end
+    bool ended = false; ///< the program was allowed to end
     ui::qt::QtToolkit toolkit;
     ui::InstallerDelegate delegate;
 };

@@ -197,6 +197,7 @@ TEST_F(RealProgramTest, InstallsTheChosenTransitions) {
     click(40, 190);
     click(40, 227);
     click(245, 153);
+    waitFor("chooser");
     press({"Return"});
     waitFor("selected");
     press({"Return"});

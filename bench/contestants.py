@@ -2,7 +2,6 @@
 through the operations in their order: every one starts from what the one before left."""
 
 import subprocess
-from pathlib import Path
 
 import packs
 
@@ -118,7 +117,7 @@ class Dpkg:
 
     def command(self, operation):
         command = ["dpkg", f"--instdir={self.folder / 'root'}", f"--admindir={self.folder / 'database'}",
-                   "--force-not-root", f"--log={self.folder / 'log'}"]
+                   "--force-not-root", "--force-bad-path", f"--log={self.folder / 'log'}"]
         if operation == "subset":
             return None  # a package is installed whole
         return command + (["-r", PACKAGE] if operation == "uninstall" else ["-i", self.package])

@@ -48,7 +48,6 @@ class Pack:
     """A pack on the disk. The installer reads `payload`; everybody else is given the items of `tree`, the same
     transition folders with the companion application beside them."""
 
-    name: str
     title: str
     payload: Path
     tree: Path
@@ -81,7 +80,7 @@ def sample(product, folder):
     catalog = json.loads((source / "catalog.json").read_text())
     names = [entry["name"] for entry in catalog if not entry.get("retired")]
     copy_tree(source / "MotionTemplates", folder / "tree")
-    return assembled("sample", f"The sample, {len(names)} transitions", folder, product, names, catalog)
+    return assembled(f"The sample, {len(names)} transitions", folder, product, names, catalog)
 
 
 def generate(kind, product, folder):
@@ -90,7 +89,7 @@ def generate(kind, product, folder):
         (folder / "tree" / name).mkdir(parents=True)
         for file, size in ((f"{name}.motr", kind.template), ("small.png", kind.picture), ("large.png", kind.picture)):
             write_noise(folder / "tree" / name / file, size)
-    return assembled(kind.name, kind.title, folder, product, names, [{"name": name} for name in names])
+    return assembled(kind.title, folder, product, names, [{"name": name} for name in names])
 
 
 def write_noise(path, size):
@@ -101,7 +100,7 @@ def write_noise(path, size):
             file.write(noise.randbytes(min(PIECE, size - start)))
 
 
-def assembled(name, title, folder, product, transitions, catalog):
+def assembled(title, folder, product, transitions, catalog):
     application = product / "Resources/Payload" / APPLICATION
     payload = folder / "product/Resources/Payload"
     payload.mkdir(parents=True)
@@ -111,7 +110,7 @@ def assembled(name, title, folder, product, transitions, catalog):
     (payload / "catalog.json").write_text(json.dumps(catalog))
     shutil.copy2(product / "orvo-installer", folder / "product")
     (folder / "product/SystemTools").symlink_to(product / "SystemTools")
-    return Pack(name, title, payload, folder / "tree", tuple(transitions))
+    return Pack(title, payload, folder / "tree", tuple(transitions))
 
 
 def copy_tree(source, target):

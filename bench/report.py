@@ -1,4 +1,4 @@
-"""The report: medians and ratios as Markdown, and the cost against the number of transitions as a picture."""
+"""The report: figures and ratios as Markdown, and the cost against the number of transitions as a picture."""
 
 import math
 import os
@@ -15,21 +15,23 @@ from contestants import ALL, Dpkg, Floor, Installer, OPERATIONS, Rsync, Synchron
 OTHERS = (Floor, SynchronizedFloor, Rsync, Dpkg)
 COLOURS = dict(zip((contestant.name for contestant in ALL), ("#d6336c", "#1c7ed6", "#74b0e8", "#37a169", "#8d6e50")))
 
+MEMORY_BOUND = 32_000_000  # the most that the installer may take, whatever the pack
+
 INTRODUCTION = """\
-# Performance
+# Performance on {file_system}: {subjects}
 
 What a run of the installer costs, beside what one would use instead of it. Written by `{command}`.
-Rounds: {rounds}; the figures are medians.
+{rounds}.
 
-Machine: {machine}.
+Machine: {machine}, {file_system}.
 
 ## What is measured
 
 Whole processes, from start to exit, with every process that they start and wait for. In each round one contestant
 after the other goes through all operations, beginning with a fresh target; another one comes first in each round.
-Before each operation the pack is in
-the page cache, the disk is quiet (`sync`) and enough memory has been written to once: a virtual machine may have to
-fetch it from its host, which takes longer than to copy a file into it.
+Before its first operation the whole pack is read, so that it is in the page cache. Before each operation the disk is
+made quiet (`sync`) and enough memory is written to once: a virtual machine may have to fetch it from its host, which
+takes longer than to copy a file into it.
 
 | | |
 |---|---|
@@ -52,21 +54,24 @@ not; "to disk" is what the processes made the kernel write there (`write_bytes`)
 """
 
 
-def machine(work):
-    """The machine and the file system of the folder that is measured."""
-    model = next(line.split(":")[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name"))
+def machine():
+    names = (line.split(":")[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name"))
+    model = next(names, platform.machine())  # not every processor says its name there
     memory = os.sysconf("SC_PAGE_SIZE") * os.sysconf("SC_PHYS_PAGES") / 2**30
-    system = subprocess.run(["findmnt", "-no", "FSTYPE", "--target", work], capture_output=True, text=True).stdout.strip()
     openssl = subprocess.run(["openssl", "version"], capture_output=True, text=True).stdout.split(" (")[0].strip()
     kernel = platform.release().split("-")[0]
-    return (f"{os.cpu_count()} processors ({model}), {memory:.0f} GiB of memory, Linux {kernel}, "
-            f"{system}, {openssl}")
+    return f"{os.cpu_count()} processors ({model}), {memory:.0f} GiB of memory, Linux {kernel}, {openssl}"
 
 
-def write(samples, machine_text, rounds, file):
+def file_system(folder):
+    return subprocess.run(["findmnt", "-no", "FSTYPE", "--target", folder], capture_output=True, text=True).stdout.strip()
+
+
+def write(samples, machine_text, file_system_name, rounds, file):
     costs = medians(samples)
-    command = shlex.join(["script/bench", *own_arguments()])
-    text = [INTRODUCTION.format(command=command, rounds=rounds, machine=machine_text), *ratios(costs)]
+    text = [INTRODUCTION.format(command=shlex.join(["script/bench", *own_arguments()]), machine=machine_text,
+                                rounds="One round" if rounds == 1 else f"{rounds} rounds; the figures are medians",
+                                file_system=file_system_name, subjects=", ".join(subjects(costs))), *ratios(costs)]
     if any(cost["kind"].startswith("small") for cost in costs.values()):
         picture = file.parent / "pictures/cost.svg"
         picture.parent.mkdir(parents=True, exist_ok=True)
@@ -94,6 +99,13 @@ def medians(samples):
             for key, group in groups.items()}
 
 
+def subjects(costs):
+    """What was measured, in the few words of a title."""
+    names = {cost["kind"]: cost["pack"] for cost in costs.values()}
+    return dict.fromkeys("the sample" if kind == "sample" else "small packs" if kind.startswith("small") else title
+                         for kind, title in names.items())
+
+
 def packs_of(costs):
     return list(dict.fromkeys(pack for pack, _, _ in costs))
 
@@ -101,7 +113,7 @@ def packs_of(costs):
 def ratios(costs):
     yield "## The installer's wall time as a multiple of the others'\n"
     yield "The aims: at most 1.5 times the floor on the sample and 1.1 times on the large packs, and half of dpkg. **Bold**"
-    yield "figures miss theirs.\n"
+    yield f"figures miss theirs. The installer's memory has to stay below {MEMORY_BOUND / 1e6:.0f} MB, whatever the pack.\n"
     yield "| pack | operation | " + " | ".join(other.name for other in OTHERS) + " |"
     yield "|---|---|" + "---:|" * len(OTHERS)
     for pack in packs_of(costs):

@@ -1,7 +1,5 @@
-"""Makes every call of the installer that changes something fail, and cuts the installer short at each of them.
-
-Usage: python3 tests/reliability PROGRAM [--sample SECONDS] [--scenario NAME] [--kind KIND] [--report FILE]
-"""
+"""Makes each call of the installer that changes something fail, or be the last one, and makes each way in which it
+reads an item fail the first time and the second."""
 
 from __future__ import annotations
 
@@ -13,8 +11,7 @@ import signal
 import sys
 import tempfile
 import time
-from collections import Counter
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 from pathlib import Path
 from typing import Optional
 
@@ -34,7 +31,6 @@ class Places:
 
     here: Path
     elsewhere: Path
-    used: list[Path] = field(default_factory=list)
 
     def world(self, name: str, program: Path) -> World:
         folder, elsewhere = self.here / name, self.elsewhere / name
@@ -66,7 +62,7 @@ def work(case: Case) -> Outcome:
 
 
 def parse_arguments() -> argparse.Namespace:
-    parser = argparse.ArgumentParser(prog="tests/reliability", description=__doc__.splitlines()[0])
+    parser = argparse.ArgumentParser(prog="tests/reliability", description=__doc__)
     parser.add_argument("program", type=Path, help="the built installer")
     parser.add_argument("--sample", type=float, metavar="SECONDS", help="stop after this time; the cases that are "
                         "run are spread evenly and are the same each time")

@@ -27,7 +27,6 @@ _LINE = re.compile(r"^(\w+)\((.*)\) += (-?\d+|\?)(.*)$")
 _UNFINISHED = re.compile(r"^(\w+)\((.*?)\)? +(?:= \?|<unfinished \.\.\.>)$")
 _PROCESS = re.compile(r"^\d+ +")
 _STRING = re.compile(r'"((?:[^"\\]|\\.)*)"')
-_DESCRIPTOR = re.compile(r"^(-?\d+)<(.*?)>(?:, |$)")
 
 
 class HarnessError(Exception):
@@ -70,10 +69,6 @@ class Call:
 
     def paths(self) -> list[str]:
         return [_unescaped(text) for text in _STRING.findall(self.arguments)]
-
-    def opened(self) -> str:
-        """The path that an opening call gives, before links are resolved."""
-        return self.paths()[0]
 
     def __str__(self) -> str:
         return f"{self.name}#{self.ordinal}({self.arguments})"

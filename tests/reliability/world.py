@@ -3,12 +3,12 @@
 from __future__ import annotations
 
 import os
-import shutil
+import time
 from dataclasses import dataclass, replace
 from pathlib import Path
-from typing import Optional, Sequence
+from typing import Sequence
 
-from fixtures import (FAILING_CODESIGN, FAILING_PLUGINKIT, PASSING_TOOL, SUPPORT, Scenario, build_product)
+from fixtures import FAILING_CODESIGN, FAILING_PLUGINKIT, SUPPORT, Scenario, build_product
 from tracing import Call, HarnessError, Injection, Run, observe, run
 from trees import Entry, Tree
 
@@ -69,6 +69,7 @@ class World:
             # Another user of the machine may be running an editor, or a test that stands in for one.
             if EDITOR_RUNS not in result.message:
                 return result
+            time.sleep(0.5)
         raise HarnessError("an editor is running on this machine")
 
     def observe(self, scenario: Scenario) -> list[Call]:
@@ -101,6 +102,3 @@ class World:
             tree["Movies"] = Entry("link", 0)  # it leads to another place for each worker
             tree.update((f"Movies/{path}", entry) for path, entry in Tree.read(Path(os.readlink(movies))).items())
         return State(tree)
-
-    def remove(self) -> None:
-        shutil.rmtree(self.movies_elsewhere, ignore_errors=True)

@@ -239,7 +239,6 @@ def box_turn(x, y):
     angle = math.radians(42)
     camera, lens = 2.55, 1.42
     direction = (x, y, -lens)
-    cosine, sine = math.cos(angle), math.sin(angle)
     best, colour = 0.0, None
     # The front side turns to the left, the right-hand side takes its place.
     for normal_angle, picture in ((-angle, first), (math.pi / 2 - angle, second)):

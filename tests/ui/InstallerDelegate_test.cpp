@@ -1,9 +1,8 @@
-#include "ui/InstallerDelegate.hpp"
-
 #include "engine/PackRecords.hpp"
 #include "platform/Locations.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/ui/RecordingToolkit.hpp"
+#include "ui/InstallerDelegate.hpp"
 
 #include <gtest/gtest.h>
 
@@ -275,8 +274,7 @@ TEST_F(InstallerDelegateTest, ShowsAFailedUninstallInTheSameWords) {
 
 TEST_F(InstallerDelegateTest, SurvivesErrorsOfEveryKind) {
     RecordingToolkit other;
-    ui::InstallerDelegate surprised(
-        other, [](const auto&, bool, const auto&) -> std::string { throw 42; }); // NOLINT: on purpose
+    ui::InstallerDelegate surprised(other, [](const auto&, bool, const auto&) -> std::string { throw 42; });
     surprised.applicationDidFinishLaunching();
     surprised.install();
     other.finishRun();

@@ -8,9 +8,6 @@ namespace {
 
 using namespace tests;
 
-const std::string fiveInstalled =
-    "5 transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
-
 struct CommandLine : EndToEnd {
     Home other{folder / "other home"};
 
@@ -26,7 +23,7 @@ TEST_F(CommandLine, InstallsIntoTheUsersHomeWithoutRoot) {
 }
 
 TEST_F(CommandLine, InstallsUnderTheRoot) {
-    succeed(program({"--install", "--root", other.folder.string()}), other, fiveInstalled);
+    succeed(program({"--install", "--root", other.folder.string()}), other, installedText());
     expectUntouched(home);
 }
 
@@ -36,21 +33,21 @@ TEST_F(CommandLine, IgnoresARootWithNothingAfterIt) {
 
 TEST_F(CommandLine, TakesTheFirstRoot) {
     succeed(program({"--root", other.folder.string(), "--install", "--root", home.folder.string()}), other,
-            fiveInstalled);
+            installedText());
     expectUntouched(home);
 }
 
 TEST_F(CommandLine, TakesARelativeRootFromTheWorkingFolder) {
     Launch launch = program({"--install", "--root", "other home/../other home/."});
     launch.workingFolder = folder.path();
-    succeed(launch, other, fiveInstalled);
+    succeed(launch, other, installedText());
     expectUntouched(home);
 }
 
 TEST_F(CommandLine, TakesAnEmptyRootForTheWorkingFolder) {
     Launch launch = program({"--install", "--root", ""});
     launch.workingFolder = other.folder;
-    succeed(launch, other, fiveInstalled);
+    succeed(launch, other, installedText());
     expectUntouched(home);
 }
 
@@ -58,8 +55,7 @@ TEST_F(CommandLine, TakesAnOptionAfterRootForItsValue) {
     const Home named(folder / "--only");
     Launch launch = program({"--install", "--root", "--only", "01 Ink Drop"});
     launch.workingFolder = folder.path();
-    succeed(launch, named,
-            "1 transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.");
+    succeed(launch, named, installedText(1));
     expectUntouched(home);
 }
 
@@ -67,7 +63,7 @@ TEST_F(CommandLine, TakesTheDirectionAfterRootForBoth) {
     const Home named(folder / "--install");
     Launch launch = program({"--root", "--install"});
     launch.workingFolder = folder.path();
-    succeed(launch, named, fiveInstalled);
+    succeed(launch, named, installedText());
 }
 
 TEST_F(CommandLine, InstallsEverythingForOnlyWithNothingAfterIt) {
@@ -89,7 +85,7 @@ TEST_F(CommandLine, KeepsTheBlanksOfNames) {
 
 TEST_F(CommandLine, IgnoresWhatItDoesNotKnow) {
     succeed({"quoi", "--verbose", "--install", "--no-register=oui", "--Uninstall", "--root=/nowhere", "-h"},
-            fiveInstalled);
+            installedText());
     EXPECT_EQ(product.toolCalls().size(), 4U);
 }
 
@@ -98,7 +94,7 @@ TEST_F(CommandLine, WorksFromAnyWorkingFolder) {
     writeFile(decoy / "Resources/Payload/catalog.json", "[]");
     Launch launch = program({"--install"});
     launch.workingFolder = decoy;
-    succeed(launch, home, fiveInstalled);
+    succeed(launch, home, installedText());
 }
 
 TEST_F(CommandLine, FindsItsResourcesWhenStartedThroughALink) {
@@ -107,18 +103,18 @@ TEST_F(CommandLine, FindsItsResourcesWhenStartedThroughALink) {
     fs::create_symlink("../product/orvo-installer", link);
     Launch launch = program({"--install"});
     launch.words.front() = link.string();
-    succeed(launch, home, fiveInstalled);
+    succeed(launch, home, installedText());
 }
 
 TEST_F(CommandLine, FindsItsResourcesWhenStartedByARelativeNameOrFromThePath) {
     Launch launch = program({"--install"});
     launch.words.front() = "./orvo-installer";
     launch.workingFolder = product.folder;
-    succeed(launch, home, fiveInstalled);
+    succeed(launch, home, installedText());
     launch.words.front() = "orvo-installer";
     launch.workingFolder = "/";
     launch.environment["PATH"] = product.folder.string() + ":/usr/bin:/bin";
-    succeed(launch, home, fiveInstalled);
+    succeed(launch, home, installedText());
 }
 
 TEST_F(CommandLine, StopsAbnormallyWithoutResources) {

@@ -16,10 +16,11 @@ namespace tests {
 
 using Arguments = std::vector<std::string>;
 
+/// What the program says after it installed all of the small pack, or so many transitions.
+std::string installedText(int count = 5);
+
 inline const std::string uninstalledText =
     "Sélection désinstallée. Le composant commun est conservé si d’autres transitions Orvo en dépendent.";
-
-std::string installedText(int count);
 
 /// Where homes are made: in memory where the system offers that, which spares the tests the wait for the
 /// disk.

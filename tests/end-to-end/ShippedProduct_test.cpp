@@ -11,8 +11,6 @@ const fs::path shipped = built / "Resources/Payload";
 
 /// The product as it was built, with its own pack and tools.
 struct ShippedProduct : EndToEnd {
-    const std::string eleven =
-        "11 transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
     const std::string application = home.application.string();
     const std::string extension = application + "/Contents/PlugIns/OrvoTransitions.pluginkit";
 
@@ -29,7 +27,7 @@ TEST_F(ShippedProduct, InstallsItsPackAndUninstallsIt) {
     fs::create_directories(home.category);
     fs::create_directories(home.application.parent_path());
     const TreeSnapshot before = home.kept();
-    succeed(builtProgram({"--install"}), home, eleven);
+    succeed(builtProgram({"--install"}), home, installedText(11));
     EXPECT_EQ(difference(TreeSnapshot::of(shipped / "MotionTemplates").undated(),
                          TreeSnapshot::of(home.category).without(".orvo-transitions.json").undated()),
               "");
@@ -45,7 +43,7 @@ TEST_F(ShippedProduct, InstallsItsPackAndUninstallsIt) {
 }
 
 TEST_F(ShippedProduct, RegistersNothingWhenToldSo) {
-    succeed(builtProgram({"--install", "--no-register"}), home, eleven);
+    succeed(builtProgram({"--install", "--no-register"}), home, installedText(11));
     succeed(builtProgram({"--uninstall", "--no-register"}), home, uninstalledText);
     EXPECT_FALSE(fs::exists(folder / "state"));
 }
@@ -72,7 +70,7 @@ TEST_F(ShippedProduct, MarksATemplateAsMotionWritesIt) {
     const std::string text = readFile(shipped / "MotionTemplates/10 Box Turn/10 Box Turn.motr");
     writeFile(home.legacy / older, text);
     writeManifest(home.legacyManifest, {{older, digestOf(text)}});
-    succeed(builtProgram({"--install"}), home, eleven);
+    succeed(builtProgram({"--install"}), home, installedText(11));
     const std::string marked = readFile(home.legacy / older);
     EXPECT_NE(marked.find("<!DOCTYPE ozxmlscene>"), std::string::npos);
     EXPECT_NE(marked.find("<flags>2</flags>"), std::string::npos);

@@ -6,9 +6,6 @@ namespace {
 
 using namespace tests;
 
-const std::string fiveInstalled =
-    "5 transitions installées. Relancez Final Cut Pro > Transitions > Orvo Transitions.";
-
 /// Homes that are not where or what one would expect.
 struct Places : EndToEnd {
     /// Installs, fails and uninstalls in the home, reached by this path.
@@ -17,7 +14,7 @@ struct Places : EndToEnd {
         product.onToolCall("[ $call = 4 ] && { printf non; exit 1; }; :");
         expectRestored(program({"--install", "--root", root}), place, "non");
         product.onToolCall("");
-        succeed(program({"--install", "--root", root}), place, fiveInstalled);
+        succeed(program({"--install", "--root", root}), place, installedText(5));
         EXPECT_EQ(manifestAt(place.manifest), payloadDigests(offeredTransitions));
         EXPECT_TRUE(fs::exists(place.application));
         succeed(program({"--uninstall", "--root", root}), place, uninstalledText);

@@ -2,6 +2,7 @@
 
 #include "ui/qt/CheckMark.hpp"
 #include "ui/qt/Colors.hpp"
+#include "ui/qt/ConfirmingKey.hpp"
 #include "ui/qt/FocusRing.hpp"
 #include "ui/qt/TableReader.hpp"
 
@@ -26,6 +27,14 @@ ChooserBox::ChooserBox(const CheckBox& box, QWidget* parent) : QCheckBox(parent)
     setAttribute(Qt::WA_Hover);
     if (fontMetrics().horizontalAdvance(title) > width() - textInset) {
         setToolTip(title);
+    }
+}
+
+void ChooserBox::keyPressEvent(QKeyEvent* event) {
+    if (confirms(*event)) {
+        event->ignore();
+    } else {
+        QCheckBox::keyPressEvent(event);
     }
 }
 

@@ -1,10 +1,9 @@
 #include "ui/qt/InstallerWindow.hpp"
 
-#include "ui/qt/Colors.hpp"
+#include "ui/qt/ConfirmingKey.hpp"
 #include "ui/qt/TableReader.hpp"
 
 #include <QCloseEvent>
-#include <QKeyEvent>
 #include <QScreen>
 #include <QVBoxLayout>
 #include <QWindow>
@@ -87,10 +86,9 @@ bool InstallerWindow::focusNextPrevChild(bool next) {
 }
 
 void InstallerWindow::keyPressEvent(QKeyEvent* event) {
-    const bool confirms = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
     if (sheet) {
         sheet->handleKey(event);
-    } else if (confirms && !event->isAutoRepeat()) {
+    } else if (confirms(*event) && !event->isAutoRepeat()) {
         defaultButton->click();
     } else {
         QWidget::keyPressEvent(event);

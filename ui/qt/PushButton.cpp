@@ -1,5 +1,6 @@
 #include "ui/qt/PushButton.hpp"
 
+#include "ui/qt/ConfirmingKey.hpp"
 #include "ui/qt/FocusRing.hpp"
 #include "ui/qt/TableReader.hpp"
 
@@ -33,6 +34,14 @@ void PushButton::setEnabled(bool enabled) {
     QPushButton::setEnabled(enabled);
     if (enabled && window()->focusWidget() == nullptr) {
         setFocus(Qt::OtherFocusReason);
+    }
+}
+
+void PushButton::keyPressEvent(QKeyEvent* event) {
+    if (confirms(*event)) {
+        event->ignore();
+    } else {
+        QPushButton::keyPressEvent(event);
     }
 }
 

@@ -15,6 +15,7 @@ public:
     void setEnabled(bool enabled) override;
 
 protected:
+    void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:

@@ -1,10 +1,10 @@
 #include "ui/qt/Sheet.hpp"
 
 #include "ui/qt/Colors.hpp"
+#include "ui/qt/ConfirmingKey.hpp"
 #include "ui/qt/PushButton.hpp"
 #include "ui/qt/TableReader.hpp"
 
-#include <QKeyEvent>
 #include <QPainter>
 #include <algorithm>
 
@@ -57,8 +57,7 @@ void Sheet::moveFocus(bool forward) {
 }
 
 void Sheet::handleKey(QKeyEvent* event) {
-    const bool confirms = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (confirms && !event->isAutoRepeat()) {
+    if (confirms(*event) && !event->isAutoRepeat()) {
         auto* focused = dynamic_cast<PushButton*>(window()->focusWidget());
         (focused != nullptr && isAncestorOf(focused) ? *focused : panel->defaultButton()).click();
     } else if (event->key() == Qt::Key_Escape) {

@@ -4,8 +4,6 @@
 #include "ui/qt/TableReader.hpp"
 #include "ui/qt/Texts.hpp"
 
-#include <QMenu>
-
 namespace ui::qt {
 namespace {
 
@@ -39,7 +37,7 @@ InstallerMenuBar::InstallerMenuBar(const std::vector<Menu>& menus,
         QMenu& added = *addMenu(withoutMnemonics(menu.title.empty() ? windowTable.title : menu.title));
         added.setFont(font());
         addEntries(added, menu.entries, perform);
-        titles.emplace_back(*added.menuAction());
+        titles.emplace_back(added);
     }
 }
 

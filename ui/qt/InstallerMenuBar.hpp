@@ -2,6 +2,7 @@
 
 #include "ui/Toolkit.hpp"
 
+#include <QMenu>
 #include <QMenuBar>
 
 namespace ui::qt {
@@ -9,11 +10,14 @@ namespace ui::qt {
 /// The item in the bar that opens a menu.
 class MenuTitle final : public MenuItem {
 public:
-    explicit MenuTitle(QAction& menuAction) : action(menuAction) {}
-    void setEnabled(bool enabled) override { action.setEnabled(enabled); }
+    explicit MenuTitle(QMenu& opened) : menu(opened) {}
+
+    /// Through the menu, because a bar that is enabled again enables the items of all its menus but those
+    /// that were themselves disabled.
+    void setEnabled(bool enabled) override { menu.setEnabled(enabled); }
 
 private:
-    QAction& action;
+    QMenu& menu;
 };
 
 /// The menus, dark like the window below them.

@@ -3,12 +3,23 @@
 #include "ui/qt/ConfirmingKey.hpp"
 #include "ui/qt/TableReader.hpp"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QScreen>
 #include <QVBoxLayout>
 #include <QWindow>
 
 namespace ui::qt {
+namespace {
+
+/// A menu that stayed open while its bar is disabled would answer no more, and keep the keyboard.
+void closeMenus() {
+    while (QWidget* popup = QApplication::activePopupWidget()) {
+        popup->close();
+    }
+}
+
+} // namespace
 
 InstallerWindow::InstallerWindow(const WindowTable& table, std::unique_ptr<InstallerMenuBar> menus,
                                  std::function<bool()> requestTermination)
@@ -53,6 +64,7 @@ void InstallerWindow::beginSheet(const Alert& alert, std::function<void(const Al
 }
 
 void InstallerWindow::showNextSheet() {
+    closeMenus();
     menuBar->setEnabled(pending.empty());
     setAttribute(Qt::WA_KeyboardFocusChange, false); // no focus ring until Tab asks for it
     if (pending.empty()) {

@@ -263,11 +263,28 @@ TEST_F(InstallerWindowTest, OptionsMenuIsOutOfReachDuringARun) {
     QMenu& options = *window().findChildren<QMenu*>().at(1);
     startRun();
     EXPECT_FALSE(options.menuAction()->isEnabled());
+    delegate.about();
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(options.menuAction()->isEnabled()) << "a sheet that closes gives the menu bar back";
     action("Choisir les transitions…").trigger();
     EXPECT_EQ(sheet(), nullptr);
     release("fait");
     ASSERT_TRUE(idle());
     EXPECT_TRUE(options.menuAction()->isEnabled());
+}
+
+TEST_F(InstallerWindowTest, AFailureClosesTheMenuThatIsOpen) {
+    QMenu& menu = *window().findChildren<QMenu*>().front();
+    startRun();
+    menu.popup(window().pos());
+    ASSERT_TRUE(menu.isVisible());
+    releaseWithError("refus");
+    ASSERT_TRUE(idle());
+    EXPECT_FALSE(menu.isVisible());
+    EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+    ASSERT_NE(sheet(), nullptr);
+    press(Qt::Key_Return);
+    EXPECT_EQ(sheet(), nullptr);
 }
 
 TEST_F(InstallerWindowTest, ASheetDropsFromTheTopAndTakesTheKeyboard) {

@@ -364,6 +364,16 @@ TEST(WithoutAWindowTest, NamesTheOptionsThatNeedNoDisplay) {
     }
 }
 
+TEST(WithoutAWindowTest, StopsAtOnceAndSilentlyWithoutItsResources) {
+    const Workshop workshop;
+    fs::remove_all(workshop.product() / "Resources");
+    ChildProcess program({workshop.program()}, {{"HOME", workshop.home()}, {"QT_QPA_PLATFORM", "offscreen"}},
+                         workshop.output());
+    ASSERT_TRUE(eventually([&] { return !program.running(); }));
+    EXPECT_EQ(program.exitStatus(), -1) << "a signal ends it";
+    EXPECT_EQ(readFile(workshop.output()), "");
+}
+
 TEST(WithoutAWindowTest, TheCommandLineNeedsNeitherTheWindowNorItsToolkit) {
     const Workshop workshop;
     fs::remove(workshop.product() / "orvo-window.so");

@@ -3,6 +3,7 @@
 #include "ui/qt/ConfirmingKey.hpp"
 #include "ui/qt/FocusRing.hpp"
 #include "ui/qt/TableReader.hpp"
+#include "ui/qt/WholePixels.hpp"
 
 #include <QPainter>
 #include <algorithm>
@@ -46,7 +47,8 @@ void PushButton::keyPressEvent(QKeyEvent* event) {
 }
 
 void PushButton::paintEvent(QPaintEvent*) {
-    const QRectF outline(rect());
+    QPainter painter(this);
+    const QRectF outline = onWholePixels(painter, rect());
     const double radius = std::min(largestRadius, outline.height() / 4);
     QColor fill = bezel;
     if (isEnabled() && isDown()) {
@@ -54,7 +56,6 @@ void PushButton::paintEvent(QPaintEvent*) {
     } else if (isEnabled() && underMouse()) {
         fill = bezel.lighter(110);
     }
-    QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
     painter.setBrush(fill);

@@ -13,6 +13,7 @@
 #include <QScrollBar>
 #include <QStyle>
 #include <cmath>
+#include <set>
 
 namespace tests {
 namespace {
@@ -143,6 +144,24 @@ TEST_F(InstallerWindowTest, ShowsEveryStateOfTheButton) {
     press(Qt::Key_Tab);
     EXPECT_EQ(focus(), &primary());
     EXPECT_NE(pixel(primary(), 145, 1), edge) << "the focus ring";
+}
+
+TEST_F(InstallerWindowTest, TheButtonsSidesAreSharpAtAScaleBetweenOneAndTwo) {
+    constexpr double scale = 1.5;
+    QImage picture(window().size() * scale, QImage::Format_RGB32);
+    picture.setDevicePixelRatio(scale);
+    window().render(&picture);
+    const QRect frame(primary().mapTo(&window(), QPoint()), primary().size());
+    const int middle = qRound(frame.center().y() * scale);
+    for (const double side : {frame.x() * scale, (frame.x() + frame.width()) * scale}) {
+        std::set<bool> seen;
+        for (int x = qRound(side) - 5; x < qRound(side) + 5; ++x) {
+            const double lightness = picture.pixelColor(x, middle).lightnessF();
+            EXPECT_TRUE(lightness < 0.2 || lightness > 0.6) << x << " mixes the button and what is behind it";
+            seen.insert(lightness > 0.6);
+        }
+        EXPECT_EQ(seen.size(), 2U);
+    }
 }
 
 TEST_F(InstallerWindowTest, PaintsTheGlow) {

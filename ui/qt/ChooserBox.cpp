@@ -5,6 +5,7 @@
 #include "ui/qt/ConfirmingKey.hpp"
 #include "ui/qt/FocusRing.hpp"
 #include "ui/qt/TableReader.hpp"
+#include "ui/qt/WholePixels.hpp"
 
 #include <QPainter>
 
@@ -39,8 +40,9 @@ void ChooserBox::keyPressEvent(QKeyEvent* event) {
 }
 
 void ChooserBox::paintEvent(QPaintEvent*) {
-    const QRectF square(inset, (height() - squareSide) / 2, squareSide, squareSide);
     QPainter painter(this);
+    const QRectF square =
+        onWholePixels(painter, {inset, (height() - squareSide) / 2, squareSide, squareSide});
     painter.setRenderHint(QPainter::Antialiasing);
     if (underMouse()) {
         painter.setPen(Qt::NoPen);

@@ -57,6 +57,25 @@ protected:
 
     QColor pixel(QWidget& widget, int x, int y) { return widget.grab().toImage().pixelColor(x, y); }
 
+    /// Whether a light part of a control stands against what is behind it without a blur, at a scale of 1.5.
+    void expectSharpSides(QWidget& control, const QRect& part) {
+        constexpr double scale = 1.5;
+        QImage picture(window().size() * scale, QImage::Format_RGB32);
+        picture.setDevicePixelRatio(scale);
+        window().render(&picture);
+        const QRect place = part.translated(control.mapTo(&window(), QPoint()));
+        const int middle = qRound(place.center().y() * scale);
+        for (const double side : {place.x() * scale, (place.x() + place.width()) * scale}) {
+            std::set<bool> seen;
+            for (int x = qRound(side) - 5; x < qRound(side) + 5; ++x) {
+                const double lightness = picture.pixelColor(x, middle).lightnessF();
+                EXPECT_TRUE(lightness < 0.2 || lightness > 0.6) << x << " is a mixture";
+                seen.insert(lightness > 0.6);
+            }
+            EXPECT_EQ(seen.size(), 2U);
+        }
+    }
+
     void startRun() {
         press(Qt::Key_Return);
         ASSERT_TRUE(delegate.busy);
@@ -147,21 +166,7 @@ TEST_F(InstallerWindowTest, ShowsEveryStateOfTheButton) {
 }
 
 TEST_F(InstallerWindowTest, TheButtonsSidesAreSharpAtAScaleBetweenOneAndTwo) {
-    constexpr double scale = 1.5;
-    QImage picture(window().size() * scale, QImage::Format_RGB32);
-    picture.setDevicePixelRatio(scale);
-    window().render(&picture);
-    const QRect frame(primary().mapTo(&window(), QPoint()), primary().size());
-    const int middle = qRound(frame.center().y() * scale);
-    for (const double side : {frame.x() * scale, (frame.x() + frame.width()) * scale}) {
-        std::set<bool> seen;
-        for (int x = qRound(side) - 5; x < qRound(side) + 5; ++x) {
-            const double lightness = picture.pixelColor(x, middle).lightnessF();
-            EXPECT_TRUE(lightness < 0.2 || lightness > 0.6) << x << " mixes the button and what is behind it";
-            seen.insert(lightness > 0.6);
-        }
-        EXPECT_EQ(seen.size(), 2U);
-    }
+    expectSharpSides(primary(), primary().rect());
 }
 
 TEST_F(InstallerWindowTest, PaintsTheGlow) {
@@ -443,6 +448,14 @@ TEST_F(InstallerWindowTest, ChooserBoxesStandWholeAtTheirPlaces) {
         EXPECT_TRUE(box.isChecked());
     }
     EXPECT_EQ(boxes[9]->accessibleName(), "Jour & Nuit");
+}
+
+TEST_F(InstallerWindowTest, ChooserBoxesAreSharpAtAScaleBetweenOneAndTwo) {
+    delegate.customize();
+    ASSERT_TRUE(sheetIsDown());
+    for (ui::qt::ChooserBox* box : children<ui::qt::ChooserBox>(sheet())) {
+        expectSharpSides(*box, QRect(5, 5, 18, 18));
+    }
 }
 
 TEST_F(InstallerWindowTest, TheLastPointsOfABoxAnswerToTheMouse) {

@@ -27,7 +27,7 @@ ChooserBox::ChooserBox(const CheckBox& box, QWidget* parent) : QCheckBox(parent)
     setChecked(box.on);
     setAttribute(Qt::WA_Hover);
     if (fontMetrics().horizontalAdvance(title) > width() - textInset) {
-        setToolTip(title);
+        setToolTip("<qt>" + title.toHtmlEscaped() + "</qt>"); // else a tip guesses whether it is markup
     }
 }
 

@@ -12,6 +12,7 @@
 #include <QMenu>
 #include <QScrollBar>
 #include <QStyle>
+#include <QTextDocument>
 #include <cmath>
 #include <set>
 
@@ -456,6 +457,19 @@ TEST_F(InstallerWindowTest, ChooserBoxesAreSharpAtAScaleBetweenOneAndTwo) {
     for (ui::qt::ChooserBox* box : children<ui::qt::ChooserBox>(sheet())) {
         expectSharpSides(*box, QRect(5, 5, 18, 18));
     }
+}
+
+TEST_F(InstallerWindowTest, ALongNameIsWholeAndWithoutMarkupInItsTip) {
+    const std::string name = "<b>Aube</b> & <img src=x> d’un été qui ne finirait pas avant l’automne";
+    writeCatalog({name, "Brume"});
+    delegate.customize();
+    ASSERT_TRUE(sheetIsDown());
+    const auto boxes = children<ui::qt::ChooserBox>(sheet());
+    QTextDocument shown;
+    ASSERT_TRUE(Qt::mightBeRichText(boxes.at(0)->toolTip())) << "it would be shown with its marks";
+    shown.setHtml(boxes.at(0)->toolTip());
+    EXPECT_EQ(shown.toPlainText().toStdString(), name);
+    EXPECT_EQ(boxes.at(1)->toolTip(), "") << "it fits";
 }
 
 TEST_F(InstallerWindowTest, TheLastPointsOfABoxAnswerToTheMouse) {

@@ -9,9 +9,9 @@
 namespace tests {
 namespace {
 
-constexpr auto catalog = R"([{"name":"Aube"},{"name":"Brume"},{"name":"Comète"},{"name":"Dérive"},
-    {"name":"Éclipse"},{"name":"Flot"},{"name":"Galaxie"},{"name":"Halo"},{"name":"Iris"},
-    {"name":"Jour & Nuit"},{"name":"Kaléidoscope"}])";
+const std::vector<std::string> elevenNames = {"Aube",    "Brume",       "Comète",      "Dérive",
+                                              "Éclipse", "Flot",        "Galaxie",     "Halo",
+                                              "Iris",    "Jour & Nuit", "Kaléidoscope"};
 
 } // namespace
 
@@ -20,7 +20,7 @@ WindowFixture::WindowFixture()
           std::future<std::string> result = outcome.get_future();
           return result.get();
       }) {
-    writeFile(platform::payloadFolder() / "catalog.json", catalog);
+    writeCatalog(elevenNames);
     toolkit.setTerminationTest([this] {
         ended = delegate.applicationShouldTerminate();
         return ended;
@@ -35,6 +35,14 @@ WindowFixture::~WindowFixture() {
     }
     QThreadPool::globalInstance()->waitForDone();
     QCoreApplication::processEvents();
+}
+
+void WindowFixture::writeCatalog(const std::vector<std::string>& names) {
+    std::string entries;
+    for (const std::string& name : names) {
+        entries += (entries.empty() ? "" : ",") + ("{\"name\":\"" + name + "\"}");
+    }
+    writeFile(platform::payloadFolder() / "catalog.json", "[" + entries + "]");
 }
 
 void WindowFixture::releaseWithError(const std::string& description) {

@@ -22,6 +22,9 @@ protected:
     WindowFixture();
     ~WindowFixture() override;
 
+    /// What the chooser offers from now on, in the place of its eleven names.
+    static void writeCatalog(const std::vector<std::string>& names);
+
     /// The outcome of the run that is held open: a summary, or the description of an error.
     void release(const std::string& summary) { outcome.set_value(summary); }
     void releaseWithError(const std::string& description);

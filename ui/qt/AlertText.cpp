@@ -1,11 +1,13 @@
 #include "ui/qt/AlertText.hpp"
 
 #include "ui/qt/Colors.hpp"
+#include "ui/qt/ScrollBarStyle.hpp"
 #include "ui/qt/TableReader.hpp"
 #include "ui/qt/Texts.hpp"
 
 #include <QContextMenuEvent>
 #include <QMenu>
+#include <QScrollBar>
 #include <cmath>
 #include <memory>
 
@@ -19,6 +21,7 @@ AlertText::AlertText(const QString& text, QWidget* parent) : QTextEdit(parent) {
     setTabChangesFocus(true);
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    verticalScrollBar()->setStyleSheet(scrollBarStyle());
     document()->setDocumentMargin(0);
     viewport()->setAutoFillBackground(false);
     QPalette tones = palette();

@@ -54,6 +54,7 @@ void Sheet::moveFocus(bool forward) {
     const bool wraps = current == order.end() || current + 1 == order.end();
     QWidget* next = wraps ? order.front() : *(current + 1);
     next->setFocus(forward ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    panel->reveal(*next);
 }
 
 void Sheet::handleKey(QKeyEvent* event) {

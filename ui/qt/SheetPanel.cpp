@@ -2,6 +2,7 @@
 
 #include "ui/Texts.hpp"
 #include "ui/qt/AlertText.hpp"
+#include "ui/qt/ChooserArea.hpp"
 #include "ui/qt/ChooserBox.hpp"
 #include "ui/qt/Colors.hpp"
 #include "ui/qt/IconView.hpp"
@@ -30,25 +31,18 @@ constexpr int buttonPadding = 18;
 constexpr int smallestButton = 96;
 constexpr int cornerRadius = 14;
 
-/// The right edge of the box that reaches farthest: wider than the accessory as it was designed.
-int reach(const Accessory& accessory) {
-    double right = accessory.width;
-    for (const CheckBox& box : accessory.boxes) {
-        right = std::max(right, box.frame.x + box.frame.width);
-    }
-    return static_cast<int>(right);
-}
-
 } // namespace
 
 SheetPanel::SheetPanel(const Alert& alert, const std::function<void(bool)>& respond, QWidget* parent)
     : QWidget(parent) {
     setFixedWidth(parent->width() - 2 * sideMargin);
-    const int below = (alert.accessory ? gap + static_cast<int>(alert.accessory->height) : 0) + gap +
-                      buttonHeight + padding;
-    addTexts(alert, parent->height() - lowestGap - below);
     if (alert.accessory) {
-        addBoxes(*alert.accessory);
+        area = std::make_unique<ChooserArea>(*alert.accessory, width() - 2 * gap, this);
+    }
+    const int below = (area ? gap + area->height() : 0) + gap + buttonHeight + padding;
+    addTexts(alert, parent->height() - lowestGap - below);
+    if (area) {
+        placeArea();
     }
     addButtons(alert.buttons.empty() ? std::vector<std::string>{ui::texts::ok} : alert.buttons, respond);
     setFixedHeight(bottom + padding);
@@ -84,15 +78,9 @@ void SheetPanel::addTexts(const Alert& alert, int highest) {
     bottom = std::max(bottom, padding + iconSide);
 }
 
-void SheetPanel::addBoxes(const Accessory& accessory) {
-    const int width = reach(accessory);
-    auto place = std::make_unique<QWidget>(this);
-    place->setGeometry((this->width() - width) / 2, bottom + gap, width, static_cast<int>(accessory.height));
-    for (const CheckBox& box : accessory.boxes) {
-        boxes.push_back(std::make_unique<ChooserBox>(box, place.get()));
-    }
-    bottom = place->geometry().bottom() + 1;
-    views.push_back(std::move(place));
+void SheetPanel::placeArea() {
+    area->move((width() - area->width()) / 2, bottom + gap);
+    bottom = area->geometry().bottom() + 1;
 }
 
 void SheetPanel::addButtons(const std::vector<std::string>& titles,
@@ -124,17 +112,26 @@ std::vector<QWidget*> SheetPanel::focusOrder() const {
     if (text != nullptr) {
         order.push_back(text);
     }
-    std::transform(boxes.begin(), boxes.end(), std::back_inserter(order),
-                   [](auto& box) { return box.get(); });
+    if (area) {
+        std::transform(area->boxes().begin(), area->boxes().end(), std::back_inserter(order),
+                       [](auto& box) { return box.get(); });
+    }
     std::transform(buttons.rbegin(), buttons.rend(), std::back_inserter(order),
                    [](auto& button) { return button.get(); });
     return order;
 }
 
+void SheetPanel::reveal(QWidget& control) {
+    if (area) {
+        area->ensureWidgetVisible(&control);
+    }
+}
+
 std::vector<bool> SheetPanel::boxStates() const {
     std::vector<bool> states;
-    for (const auto& box : boxes) {
-        states.push_back(box->isChecked());
+    if (area) {
+        std::transform(area->boxes().begin(), area->boxes().end(), std::back_inserter(states),
+                       [](auto& box) { return box->isChecked(); });
     }
     return states;
 }

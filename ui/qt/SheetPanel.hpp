@@ -9,7 +9,7 @@
 namespace ui::qt {
 
 class AlertText;
-class ChooserBox;
+class ChooserArea;
 class PushButton;
 
 /// The alert itself: icon, message, text, boxes and buttons, as high as they need.
@@ -24,6 +24,9 @@ public:
     /// The controls in the order in which the keyboard visits them.
     std::vector<QWidget*> focusOrder() const;
 
+    /// Scrolls to a control that is out of sight.
+    void reveal(QWidget& control);
+
     /// How the boxes stand, in order.
     std::vector<bool> boxStates() const;
 
@@ -32,13 +35,13 @@ protected:
 
 private:
     void addTexts(const Alert& alert, int highest);
-    void addBoxes(const Accessory& accessory);
+    void placeArea();
     void addButtons(const std::vector<std::string>& titles, const std::function<void(bool)>& respond);
 
     int bottom = 0; ///< how far down the controls reach so far
     std::vector<std::unique_ptr<QWidget>> views;
     AlertText* text = nullptr;
-    std::vector<std::unique_ptr<ChooserBox>> boxes;
+    std::unique_ptr<ChooserArea> area; ///< the boxes, when there are any
     std::vector<std::unique_ptr<PushButton>> buttons;
 };
 

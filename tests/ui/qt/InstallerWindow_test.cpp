@@ -1,5 +1,6 @@
 #include "tests/ui/qt/WindowFixture.hpp"
 #include "ui/qt/AlertText.hpp"
+#include "ui/qt/ChooserArea.hpp"
 #include "ui/qt/ChooserBox.hpp"
 #include "ui/qt/IconView.hpp"
 #include "ui/qt/SpinnerView.hpp"
@@ -20,6 +21,16 @@ namespace tests {
 namespace {
 
 using ui::controlTable;
+
+using Names = std::set<std::string>;
+
+const std::vector<std::string> fourteenNames = {"A", "B", "C", "D", "E", "F", "G",
+                                                "H", "I", "J", "K", "L", "M", "N"};
+
+/// Whether no part of a control is cut off.
+bool isWhole(const QWidget& control) {
+    return control.visibleRegion() == QRegion(control.rect());
+}
 
 /// Where a frame of the table lies, computed apart from the program's own reader.
 QRect expectedRect(const ui::Frame& frame) {
@@ -422,7 +433,10 @@ TEST_F(InstallerWindowTest, AnErrorTooLongForTheWindowScrolls) {
     EXPECT_LE(panel.geometry().bottom(), window().content().rect().bottom());
     auto& text = *children<ui::qt::AlertText>(sheet()).front();
     EXPECT_EQ(text.toPlainText().toStdString(), description);
-    EXPECT_GT(text.verticalScrollBar()->maximum(), 0);
+    QScrollBar& bar = *text.verticalScrollBar();
+    EXPECT_GT(bar.maximum(), 0);
+    EXPECT_LE(bar.width(), 12);
+    EXPECT_LT(pixel(bar, bar.width() / 2, bar.height() - 3).lightnessF(), 0.2) << "no arrow, no groove";
     ASSERT_TRUE(pressUntil(Qt::Key_Tab, [&] { return focus() == &text; }));
     press(Qt::Key_End, Qt::ControlModifier);
     EXPECT_EQ(text.verticalScrollBar()->value(), text.verticalScrollBar()->maximum());
@@ -457,6 +471,49 @@ TEST_F(InstallerWindowTest, ChooserBoxesAreSharpAtAScaleBetweenOneAndTwo) {
     for (ui::qt::ChooserBox* box : children<ui::qt::ChooserBox>(sheet())) {
         expectSharpSides(*box, QRect(5, 5, 18, 18));
     }
+}
+
+TEST_F(InstallerWindowTest, AThirdColumnIsReachedByKeyboard) {
+    writeCatalog(fourteenNames);
+    delegate.customize();
+    ASSERT_TRUE(sheetIsDown());
+    const auto boxes = children<ui::qt::ChooserBox>(sheet());
+    ASSERT_EQ(boxes.size(), 14U);
+    EXPECT_TRUE(isWhole(*boxes[0]));
+    EXPECT_TRUE(isWhole(*boxes[11]));
+    EXPECT_FALSE(isWhole(*boxes[12]));
+    for (ui::qt::ChooserBox* box : boxes) {
+        press(Qt::Key_Tab);
+        EXPECT_EQ(focus(), box);
+        EXPECT_TRUE(isWhole(*box)) << box->accessibleName().toStdString();
+    }
+    press(Qt::Key_Space);
+    for (int button = 0; button < 2; ++button) {
+        press(Qt::Key_Tab);
+    }
+    press(Qt::Key_Tab);
+    EXPECT_EQ(focus(), boxes[0]);
+    EXPECT_TRUE(isWhole(*boxes[0])) << "around and back to the first";
+    press(Qt::Key_Return);
+    EXPECT_EQ(delegate.selection, Names(fourteenNames.begin(), fourteenNames.end() - 1));
+}
+
+TEST_F(InstallerWindowTest, AThirdColumnIsReachedByMouse) {
+    writeCatalog(fourteenNames);
+    delegate.customize();
+    ASSERT_TRUE(sheetIsDown());
+    const auto boxes = children<ui::qt::ChooserBox>(sheet());
+    QWidget& area = *children<ui::qt::ChooserArea>(sheet()).front()->viewport();
+    const QPointF place(10, 10);
+    for (int notch = 0; notch < 20; ++notch) {
+        QWheelEvent turn(place, area.mapToGlobal(place), {}, {0, -120}, {}, {}, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(&area, &turn);
+    }
+    ASSERT_TRUE(isWhole(*boxes[13]));
+    QTest::mouseClick(window().windowHandle(), Qt::LeftButton, {},
+                      boxes[13]->mapTo(&window(), QPoint(190, 14)));
+    press(Qt::Key_Return);
+    EXPECT_EQ(delegate.selection, Names(fourteenNames.begin(), fourteenNames.end() - 1));
 }
 
 TEST_F(InstallerWindowTest, ALongNameIsWholeAndWithoutMarkupInItsTip) {

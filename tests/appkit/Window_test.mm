@@ -139,6 +139,15 @@ void pressReturn(NSWindow* window) {
     handlePendingEvents();
 }
 
+/// What the screen shows of a view.
+NSBitmapImageRep* pictureOf(NSView* view) {
+    [view lockFocus];
+    NSBitmapImageRep* picture =
+        [[[NSBitmapImageRep alloc] initWithFocusedViewRect:[view bounds]] autorelease];
+    [view unlockFocus];
+    return picture;
+}
+
 /// The window with its controls, in the order in which they were added.
 class WindowTest : public testing::Test {
 protected:
@@ -359,10 +368,7 @@ TEST_F(WindowTest, BackgroundIsLightestAtTheGlowAndPlainAtTheFarCorners) {
     }
     [window display];
     handlePendingEvents();
-    [background lockFocus];
-    NSBitmapImageRep* picture =
-        [[[NSBitmapImageRep alloc] initWithFocusedViewRect:[background bounds]] autorelease];
-    [background unlockFocus];
+    NSBitmapImageRep* picture = pictureOf(background);
     constexpr double step = 1.5 / 255;
     const auto expectColor = [&](NSInteger x, NSInteger y, const ui::Color& color) {
         NSColor* pixel = [[picture colorAtX:x y:y] colorUsingColorSpaceName:NSDeviceRGBColorSpace];
@@ -374,6 +380,19 @@ TEST_F(WindowTest, BackgroundIsLightestAtTheGlowAndPlainAtTheFarCorners) {
     expectColor(230, 286, {0.0916, 0.1073, 0.1385, 1}); // 211 points of the 483 to the farthest corners
     expectColor(1, 498, ui::backgroundTable.base);
     expectColor(458, 498, ui::backgroundTable.base);
+}
+
+TEST_F(WindowTest, BackgroundDrawsAPartLikeTheWhole) {
+    NSView* background = [window contentView];
+    for (NSView* view in [background subviews]) {
+        [view setHidden:YES];
+    }
+    [window display];
+    handlePendingEvents();
+    NSData* whole = [pictureOf(background) TIFFRepresentation];
+    [background displayRect:NSMakeRect(300, 400, 90, 70)];
+    handlePendingEvents();
+    EXPECT_TRUE([whole isEqual:[pictureOf(background) TIFFRepresentation]]);
 }
 
 TEST_F(WindowTest, AboutSheetShowsVersionAndChangesNothing) {

@@ -101,7 +101,7 @@ void InstallerDelegate::perform(Command command) {
 }
 
 void InstallerDelegate::about() {
-    window->beginSheet({AlertStyle::warning, texts::aboutMessage, texts::aboutInformative, {}, std::nullopt},
+    window->beginSheet({texts::aboutMessage, texts::aboutInformative, {}, std::nullopt},
                        [](const AlertResponse&) {});
 }
 
@@ -165,7 +165,7 @@ void InstallerDelegate::showFailure(const std::string& description) {
     subtitle->setText(texts::failedSubtitle);
     status->setText(texts::failedStatus);
     primary->setTitle(texts::retryTitle);
-    window->beginSheet({AlertStyle::warning, texts::failureMessage, description, {texts::ok}, std::nullopt},
+    window->beginSheet({texts::failureMessage, description, {texts::ok}, std::nullopt},
                        [](const AlertResponse&) {});
 }
 
@@ -174,16 +174,13 @@ void InstallerDelegate::customize() {
         return;
     }
     const std::vector<std::string> names = namesIn(payload);
-    window->beginSheet({AlertStyle::warning,
-                        texts::chooserMessage,
-                        "",
-                        {texts::chooserConfirm, texts::cancel},
-                        chooserBoxes(names, selection)},
-                       [this, names](const AlertResponse& response) {
-                           if (response.first) {
-                               choose(tickedNames(names, response.boxes));
-                           }
-                       });
+    window->beginSheet(
+        {texts::chooserMessage, "", {texts::chooserConfirm, texts::cancel}, chooserBoxes(names, selection)},
+        [this, names](const AlertResponse& response) {
+            if (response.first) {
+                choose(tickedNames(names, response.boxes));
+            }
+        });
 }
 
 void InstallerDelegate::choose(std::set<std::string> names) {
@@ -201,8 +198,7 @@ void InstallerDelegate::uninstall() {
     if (busy) {
         return;
     }
-    window->beginSheet({AlertStyle::warning,
-                        texts::confirmationMessage,
+    window->beginSheet({texts::confirmationMessage,
                         texts::confirmationInformative,
                         {texts::confirmationConfirm, texts::cancel},
                         std::nullopt},

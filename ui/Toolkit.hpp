@@ -49,8 +49,6 @@ public:
     virtual void setEnabled(bool enabled) = 0;
 };
 
-enum class AlertStyle { informational, warning };
-
 struct CheckBox {
     std::string title;
     Frame frame; ///< inside the accessory view, from its bottom left
@@ -64,8 +62,8 @@ struct Accessory {
     std::vector<CheckBox> boxes;
 };
 
+/// A warning, where the toolkit tells warnings from other alerts.
 struct Alert {
-    AlertStyle style = AlertStyle::warning;
     std::string message;
     std::string informative;
     std::vector<std::string> buttons; ///< the first is the default; empty means the system's single "OK"
@@ -106,7 +104,8 @@ class Toolkit {
 public:
     virtual ~Toolkit() = default;
 
-    /// The function that carries out every command but `terminate`, set before the first control is made.
+    /// The function that carries out a command that a control or menu asks for, set before the first of them
+    /// is made.
     virtual void setCommandHandler(std::function<void(Command)> handler) = 0;
 
     /// Gives the application its place in the dock or task bar.

@@ -253,7 +253,6 @@ TEST_F(InstallerDelegateTest, ShowsAFailedInstallWithTheWholeDescription) {
     EXPECT_FALSE(delegate.completed);
     EXPECT_EQ(toolkit.symbol.symbol, "");
     const auto sheet = toolkit.takeSheet();
-    EXPECT_EQ(sheet.alert.style, ui::AlertStyle::warning);
     EXPECT_EQ(sheet.alert.message, "Installation interrompue");
     EXPECT_EQ(sheet.alert.informative, description);
     EXPECT_EQ(sheet.alert.buttons, std::vector<std::string>{"OK"});
@@ -533,7 +532,6 @@ TEST_F(InstallerDelegateTest, ChooserWithoutACatalogueIsEmptyAndSaysNothing) {
 TEST_F(InstallerDelegateTest, AsksBeforeUninstalling) {
     toolkit.command(ui::Command::uninstall);
     const auto sheet = toolkit.takeSheet();
-    EXPECT_EQ(sheet.alert.style, ui::AlertStyle::warning);
     EXPECT_EQ(sheet.alert.message, "Retirer les transitions sélectionnées ?");
     EXPECT_EQ(sheet.alert.informative, "Les autres effets sont conservés.");
     EXPECT_EQ(sheet.alert.buttons, (std::vector<std::string>{"Désinstaller", "Annuler"}));

@@ -32,8 +32,7 @@ NSView* makeAccessoryView(const Accessory& accessory, NSArray<NSButton*>* boxes)
 
 NSAlert* makeAlert(const Alert& description, NSArray<NSButton*>* boxes) {
     NSAlert* alert = [[NSAlert alloc] init];
-    alert.alertStyle =
-        description.style == AlertStyle::warning ? NSAlertStyleWarning : NSAlertStyleInformational;
+    alert.alertStyle = NSAlertStyleWarning;
     alert.messageText = nsString(description.message);
     alert.informativeText = nsString(description.informative);
     for (const std::string& title : description.buttons) {

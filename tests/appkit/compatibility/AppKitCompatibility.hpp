@@ -18,7 +18,6 @@ using NSModalResponse = NSInteger;
 constexpr NSCompositingOperation NSCompositingOperationSourceOver = NSCompositeSourceOver;
 constexpr NSBezelStyle NSBezelStyleRounded = NSRoundedBezelStyle;
 constexpr NSAlertStyle NSAlertStyleWarning = NSWarningAlertStyle;
-constexpr NSAlertStyle NSAlertStyleInformational = NSInformationalAlertStyle;
 constexpr NSProgressIndicatorStyle NSProgressIndicatorStyleSpinning = NSProgressIndicatorSpinningStyle;
 constexpr auto NSControlSizeLarge = static_cast<NSControlSize>(3);
 

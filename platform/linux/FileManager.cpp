@@ -20,26 +20,8 @@ namespace fs = std::filesystem;
 namespace platform {
 namespace parts {
 
-bool renameExclusively(const fs::path& from, const fs::path& to) {
-    if (retrying([&] {
-            return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
-        }) == 0) {
-        return true;
-    }
-    if (errno == EXDEV) {
-        return false;
-    }
-    if (errno == EINVAL) { // some network file systems know no exclusive rename
-        struct stat found {};
-        errno = ::lstat(to.c_str(), &found) == 0 ? EEXIST : 0;
-        if (errno == 0 && retrying([&] { return ::rename(from.c_str(), to.c_str()); }) == 0) {
-            return true;
-        }
-        if (errno == EXDEV) {
-            return false;
-        }
-    }
-    throw fileError("déplacer", from, to, errno);
+int renameWithoutReplacing(const char* from, const char* to) {
+    return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
 }
 
 int flushFileSystem(int file) {

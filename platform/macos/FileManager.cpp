@@ -17,24 +17,8 @@ namespace fs = std::filesystem;
 namespace platform {
 namespace parts {
 
-bool renameExclusively(const fs::path& from, const fs::path& to) {
-    if (retrying([&] { return ::renamex_np(from.c_str(), to.c_str(), RENAME_EXCL); }) == 0) {
-        return true;
-    }
-    if (errno == EXDEV) {
-        return false;
-    }
-    if (errno == ENOTSUP) { // FAT and some network disks know no exclusive rename
-        struct stat found {};
-        errno = ::lstat(to.c_str(), &found) == 0 ? EEXIST : 0;
-        if (errno == 0 && retrying([&] { return ::rename(from.c_str(), to.c_str()); }) == 0) {
-            return true;
-        }
-        if (errno == EXDEV) {
-            return false;
-        }
-    }
-    throw fileError("déplacer", from, to, errno);
+int renameWithoutReplacing(const char* from, const char* to) {
+    return ::renamex_np(from, to, RENAME_EXCL);
 }
 
 int flushFileSystem(int file) {

@@ -44,6 +44,31 @@ bool writeAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
+namespace {
+
+/// For FAT and some network disks, which know no exclusive rename.
+int renameAfterLooking(const fs::path& from, const fs::path& to) {
+    struct stat found {};
+    if (::lstat(to.c_str(), &found) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return retrying([&] { return ::rename(from.c_str(), to.c_str()); });
+}
+
+} // namespace
+
+bool renameExclusively(const fs::path& from, const fs::path& to) {
+    int result = retrying([&] { return renameWithoutReplacing(from.c_str(), to.c_str()); });
+    if (result != 0 && (errno == EINVAL || errno == ENOTSUP)) {
+        result = renameAfterLooking(from, to);
+    }
+    if (result != 0 && errno != EXDEV) {
+        throw fileError("déplacer", from, to, errno);
+    }
+    return result == 0;
+}
+
 } // namespace parts
 
 namespace {

@@ -24,6 +24,9 @@ bool writeAll(int descriptor, std::string_view bytes);
 /// systems, throws `Error` for every other failure.
 bool renameExclusively(const std::filesystem::path& from, const std::filesystem::path& to);
 
+/// The system's call for that, which it may not know for every file system: -1, with EINVAL or ENOTSUP.
+int renameWithoutReplacing(const char* from, const char* to);
+
 /// Puts all that was written to the file's file system on the disk; -1, with errno set, when that fails.
 int flushFileSystem(int file);
 

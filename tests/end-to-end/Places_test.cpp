@@ -41,6 +41,18 @@ TEST_F(Places, HomeBehindALinkFurtherUp) {
     liveIn(place, (folder / "home folders/odile/").string());
 }
 
+TEST_F(Places, HomeOnADiskThatKnowsNoExclusiveRename) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    home.fillAsLongUsed();
+    const Arguments unknown{"-e", "inject=renameat2:error=EINVAL"};
+    succeed(injecting(program({"--install"}), unknown), home, installedText());
+    EXPECT_EQ(manifestAt(home.manifest), payloadDigests(offeredTransitions));
+    succeed(injecting(program({"--uninstall"}), unknown), home, uninstalledText);
+    EXPECT_FALSE(fs::exists(home.manifest));
+}
+
 /// Movies on a file system of its own, reached through a link, as people with an external disk have it.
 struct MoviesOnAnotherDisk : Places {
     std::optional<TemporaryFolder> disk;

@@ -178,6 +178,17 @@ protected:
         footer = [views objectAtIndex:7];
     }
 
+    /// The background, drawn without its controls.
+    NSView* backgroundAlone() {
+        NSView* background = [window contentView];
+        for (NSView* view in [background subviews]) {
+            [view setHidden:YES];
+        }
+        [window display];
+        handlePendingEvents();
+        return background;
+    }
+
     void TearDown() override {
         [window orderOut:nil];
         [pool release];
@@ -362,12 +373,7 @@ TEST_F(WindowTest, MenusHoldTheirItemsWithKeysAndTargets) {
 }
 
 TEST_F(WindowTest, BackgroundIsLightestAtTheGlowAndPlainAtTheFarCorners) {
-    NSView* background = [window contentView];
-    for (NSView* view in [background subviews]) {
-        [view setHidden:YES];
-    }
-    [window display];
-    handlePendingEvents();
+    NSView* background = backgroundAlone();
     NSBitmapImageRep* picture = pictureOf(background);
     constexpr double step = 1.5 / 255;
     const auto expectColor = [&](NSInteger x, NSInteger y, const ui::Color& color) {
@@ -383,12 +389,7 @@ TEST_F(WindowTest, BackgroundIsLightestAtTheGlowAndPlainAtTheFarCorners) {
 }
 
 TEST_F(WindowTest, BackgroundDrawsAPartLikeTheWhole) {
-    NSView* background = [window contentView];
-    for (NSView* view in [background subviews]) {
-        [view setHidden:YES];
-    }
-    [window display];
-    handlePendingEvents();
+    NSView* background = backgroundAlone();
     NSData* whole = [pictureOf(background) TIFFRepresentation];
     [background displayRect:NSMakeRect(300, 400, 90, 70)];
     handlePendingEvents();

@@ -1,21 +1,12 @@
 #include "platform/PropertyList.hpp"
 
 #include "platform/Error.hpp"
+#include "platform/macos/CoreFoundationHandle.hpp"
 
-#include <CoreFoundation/CoreFoundation.h>
-
-#include <memory>
-#include <type_traits>
 #include <vector>
 
 namespace platform {
 namespace {
-
-struct Release {
-    void operator()(CFTypeRef object) const { CFRelease(object); }
-};
-template <typename Reference>
-using Owned = std::unique_ptr<std::remove_pointer_t<Reference>, Release>;
 
 Owned<CFPropertyListRef> parse(std::string_view bytes) {
     const Owned<CFDataRef> data(
@@ -33,15 +24,7 @@ std::optional<std::string> text(CFTypeRef value) {
     if (CFGetTypeID(value) != CFStringGetTypeID()) {
         return std::nullopt;
     }
-    const auto string = static_cast<CFStringRef>(value);
-    const CFRange whole = CFRangeMake(0, CFStringGetLength(string));
-    const CFIndex most = CFStringGetMaximumSizeForEncoding(whole.length, kCFStringEncodingUTF8);
-    std::string utf8(static_cast<std::size_t>(most), '\0');
-    CFIndex used = 0;
-    CFStringGetBytes(string, whole, kCFStringEncodingUTF8, '?', false, reinterpret_cast<UInt8*>(utf8.data()),
-                     most, &used);
-    utf8.resize(static_cast<std::size_t>(used));
-    return utf8;
+    return utf8(static_cast<CFStringRef>(value));
 }
 
 } // namespace

@@ -26,10 +26,17 @@ Json parseJson(std::string_view text, const std::filesystem::path& source) {
         }
         return true;
     };
+    const auto refusal = [&](std::size_t byte) {
+        return fileError("lire", source, "ce n’est pas du JSON valide (" + position(text, byte) + ")");
+    };
     try {
-        return Json::parse(text, bounded);
+        Json document = Json::parse(text, bounded);
+        if (const std::size_t zero = text.find('\0'); zero != std::string_view::npos) {
+            throw refusal(zero + 1); // the library takes it for the end of the text
+        }
+        return document;
     } catch (const Json::parse_error& error) {
-        throw fileError("lire", source, "ce n’est pas du JSON valide (" + position(text, error.byte) + ")");
+        throw refusal(error.byte);
     } catch (const Json::exception&) {
         throw fileError("lire", source, "ce n’est pas du JSON valide");
     }

@@ -8,11 +8,12 @@ namespace platform {
 
 struct ProcessResult {
     int status = 0;     ///< the exit status; 128 plus the signal's number for a process that a signal ended
-    std::string output; ///< standard output and standard error, merged in the order of writing
+    std::string output; ///< standard output and standard error, merged in the order of writing, in UTF-8; at
+                        ///< its end the signal that ended the process, if one did
 };
 
-/// Runs a program to its end, without a shell and with nothing on its standard input. Throws `Error` when it
-/// cannot be started.
+/// Runs a program to its end, without a shell, with nothing on its standard input, and with every signal as
+/// the system sets it. Throws `Error` when it cannot be started.
 ProcessResult run(const std::filesystem::path& executable, const std::vector<std::string>& arguments);
 
 /// Where the tool with this fixed path stands on the running system.

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
+#include <cstring>
 
 extern char** environ; // NOLINT: POSIX gives the environment no header of its own
 
@@ -27,6 +29,31 @@ public:
 
 private:
     posix_spawn_file_actions_t actions{};
+};
+
+/// With these a child has every signal as the system sets it. It would inherit those that this program
+/// ignores, and those that the calling thread blocks, which a worker of the window's does with nearly all.
+class SpawnAttributes {
+public:
+    SpawnAttributes() {
+        posix_spawnattr_init(&attributes);
+        sigset_t signals{};
+        sigemptyset(&signals);
+        posix_spawnattr_setsigmask(&attributes, &signals);
+        sigfillset(&signals);
+        sigdelset(&signals, SIGKILL); // these two nobody can set
+        sigdelset(&signals, SIGSTOP);
+        posix_spawnattr_setsigdefault(&attributes, &signals);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes); }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+    const posix_spawnattr_t* get() const { return &attributes; }
+
+private:
+    posix_spawnattr_t attributes{};
 };
 
 struct Pipe {
@@ -62,10 +89,20 @@ std::string repairedUtf8(const std::string& text) {
     return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
 }
 
+/// The output with a line that names the signal.
+std::string ended(std::string output, const std::filesystem::path& executable, int signal) {
+    if (!output.empty() && !output.ends_with('\n')) {
+        output += '\n';
+    }
+    return output + "Le programme « " + executable.string() + " » a été arrêté par le signal " +
+           std::to_string(signal) + " (" + ::strsignal(signal) + ").";
+}
+
 } // namespace
 
 ProcessResult run(const std::filesystem::path& executable, const std::vector<std::string>& arguments) {
     Pipe pipe = makePipe();
+    const SpawnAttributes attributes;
     SpawnActions actions;
     posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(actions.get(), pipe.writing.get(), STDOUT_FILENO);
@@ -78,7 +115,7 @@ ProcessResult run(const std::filesystem::path& executable, const std::vector<std
 
     pid_t child = 0;
     const int failure =
-        posix_spawn(&child, executable.c_str(), actions.get(), nullptr, pointers.data(), environ);
+        posix_spawn(&child, executable.c_str(), actions.get(), attributes.get(), pointers.data(), environ);
     if (failure != 0) {
         throw fileError("lancer", executable, failure);
     }
@@ -89,7 +126,10 @@ ProcessResult run(const std::filesystem::path& executable, const std::vector<std
     if (retrying([&] { return ::waitpid(child, &status, 0); }) != child) {
         throw fileError("attendre", executable, errno);
     }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), repairedUtf8(output)};
+    if (WIFSIGNALED(status)) {
+        return {128 + WTERMSIG(status), ended(repairedUtf8(output), executable, WTERMSIG(status))};
+    }
+    return {WEXITSTATUS(status), repairedUtf8(output)};
 }
 
 } // namespace platform

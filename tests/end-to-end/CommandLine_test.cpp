@@ -128,4 +128,44 @@ TEST_F(CommandLine, StopsAbnormallyWithoutResources) {
     EXPECT_EQ(difference(before, home.everything()), "");
 }
 
+TEST_F(CommandLine, SucceedsWhenNobodyReadsWhatItSays) {
+    const std::string script = "'" + product.program.string() + "' --install | :; exit ${PIPESTATUS[0]}";
+    Launch launch = program({});
+    launch.words = {"bash", "-c", script};
+    const Outcome outcome = Child(launch).wait();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_TRUE(fs::exists(home.manifest));
+}
+
+TEST_F(CommandLine, SucceedsWhenItsOutputIsClosedOrFull) {
+    for (const char* target : {">&-", "> /dev/full", ">&- 2>&-"}) {
+        Launch launch = program({});
+        launch.words = {"sh", "-c", "'" + product.program.string() + "' --install " + target};
+        EXPECT_EQ(Child(launch).wait().status, 0) << target;
+    }
+}
+
+TEST_F(CommandLine, SucceedsForAParentThatIgnoresTheEndOfItsChildren) {
+    Launch launch = program({"--install"});
+    launch.words.insert(launch.words.begin(), {"env", "--ignore-signal=CHLD"});
+    succeed(launch, home, installedText());
+}
+
+TEST_F(CommandLine, ShowsControlCharactersOnATerminal) {
+    const std::string strange = (folder / "a\x1B[2J\tb\u0085é").string();
+    writeFile(fs::path(strange) / "Applications/Orvo Transitions.app/x", "");
+    const std::string refusal = "Application non reconnue, conservée : ";
+    const std::string rest = "/Applications/Orvo Transitions.app";
+
+    Launch launch = program({"--install", "--root", strange});
+    EXPECT_EQ(Child(launch).wait().error, refusal + strange + rest + "\n");
+
+    launch.environment["ROOT"] = strange;
+    launch.words = {"script", "-qec", "'" + product.program.string() + "' --install --root \"$ROOT\"",
+                    "/dev/null"};
+    const std::string shown = (folder / "a\\x1B[2J\\x09b\\x85é").string();
+    EXPECT_EQ(Child(launch).wait().output, refusal + shown + rest + "\r\n");
+}
+
 } // namespace

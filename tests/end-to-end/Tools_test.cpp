@@ -1,5 +1,8 @@
 #include "tests/end-to-end/EndToEnd.hpp"
 
+#include <csignal>
+#include <cstring>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -150,9 +153,18 @@ TEST_F(Tools, OutputThatIsNotUtf8IsRepaired) {
     expectRefusal({"--install"}, "a\uFFFDb");
 }
 
-TEST_F(Tools, KilledBySomebodyCountAsFailed) {
+TEST_F(Tools, OutputThatHoldsAZeroByteIsUsedWhole) {
+    product.onToolCall("printf 'avant\\0après'; exit 1");
+    expectRefusal({"--install"}, std::string("avant\0après", 12));
+}
+
+TEST_F(Tools, KilledBySomebodyCountAsFailedAndAreNamedWithTheSignal) {
+    const std::string named = "Le programme « " + (product.folder / "SystemTools/usr/bin/codesign").string() +
+                              " » a été arrêté par le signal 9 (" + ::strsignal(SIGKILL) + ").";
     product.onToolCall("[ $call = 2 ] && { printf tué; kill -9 $$; }; :");
-    expectRestored({"--install"}, "tué");
+    expectRestored({"--install"}, "tué\n" + named);
+    product.onToolCall("kill -9 $$");
+    expectRefusal({"--install"}, named);
 }
 
 TEST_F(Tools, ThatCannotBeStartedAreReported) {

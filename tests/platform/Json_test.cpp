@@ -27,4 +27,13 @@ TEST(JsonTest, RefusesWhatIsNotJson) {
     }
 }
 
+TEST(JsonTest, RefusesWhatFollowsAZeroByte) {
+    using namespace std::string_literals;
+    for (const std::string& text : {"[]\0"s, "[]\0[]"s, "[]\n\0 "s, "\0"s, "[\"a\0b\"]"s}) {
+        EXPECT_THROW(parseJson(text, "j"), platform::Error) << text;
+    }
+    EXPECT_EQ(tests::messageOf<platform::Error>([] { parseJson("[1,\n 2]\0x"s, "j"); }),
+              "Impossible de lire « j » : ce n’est pas du JSON valide (ligne 2, colonne 4).");
+}
+
 } // namespace

@@ -3,6 +3,9 @@
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/Throws.hpp"
 
+#include <csignal>
+#include <cstring>
+
 namespace {
 
 using platform::ProcessResult;
@@ -35,8 +38,37 @@ TEST(ProcessTest, GivesAToolNoInput) {
     EXPECT_EQ(shell("cat; echo end").output, "end\n");
 }
 
-TEST(ProcessTest, CountsASignalAsAFailure) {
-    EXPECT_EQ(shell("kill -9 $$").status, 128 + 9);
+TEST(ProcessTest, KeepsOutputThatHoldsAZeroByte) {
+    EXPECT_EQ(shell("printf 'a\\0b'; printf '\\0' >&2").output, std::string("a\0b\0", 4));
+}
+
+TEST(ProcessTest, NamesTheSignalThatEndedATool) {
+    const std::string named =
+        std::string("Le programme « /bin/sh » a été arrêté par le signal 9 (") + ::strsignal(SIGKILL) + ").";
+    const ProcessResult result = shell("kill -9 $$");
+    EXPECT_EQ(result.status, 128 + 9);
+    EXPECT_EQ(result.output, named);
+    EXPECT_EQ(shell("printf half; kill -9 $$").output, "half\n" + named);
+    EXPECT_EQ(shell("echo line; kill -9 $$").output, "line\n" + named);
+}
+
+TEST(ProcessTest, GivesAToolNoSignalThatIsIgnored) {
+    for (const int signal : {SIGPIPE, SIGXFSZ, SIGTERM}) {
+        const auto before = std::signal(signal, SIG_IGN);
+        EXPECT_EQ(shell("kill -" + std::to_string(signal) + " $$; echo alive").status, 128 + signal);
+        std::signal(signal, before);
+    }
+}
+
+TEST(ProcessTest, GivesAToolNoSignalThatIsBlocked) {
+    sigset_t all{};
+    sigset_t before{};
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    for (const int signal : {SIGTERM, SIGUSR1}) {
+        EXPECT_EQ(shell("kill -" + std::to_string(signal) + " $$; echo alive").status, 128 + signal);
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 TEST(ProcessTest, ThrowsWhenTheToolCannotBeStarted) {

@@ -1,13 +1,16 @@
 #include "app/CommandLine.hpp"
 
 #include "app/Arguments.hpp"
+#include "app/TerminalText.hpp"
+#include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
 #include "platform/Locations.hpp"
+
+#include <unistd.h>
 
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <iostream>
 
 namespace app {
 namespace {
@@ -44,10 +47,10 @@ int runCommandLine() {
     const std::filesystem::path payload = platform::payloadFolder();
     try {
         const engine::PackInstaller installer(home(), payload, !contains("--no-register"));
-        std::cout << installer.perform(contains("--uninstall"), selection()) << "\n" << std::flush;
+        printLine(STDOUT_FILENO, installer.perform(contains("--uninstall"), selection()));
         return EXIT_SUCCESS;
-    } catch (const std::exception& error) {
-        std::cerr << error.what() << "\n";
+    } catch (...) {
+        printLine(STDERR_FILENO, engine::localizedDescription(std::current_exception()));
         return EXIT_FAILURE;
     }
 }

@@ -1,5 +1,6 @@
 #include "ui/InstallerDelegate.hpp"
 
+#include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
 #include "platform/Locations.hpp"
 #include "ui/Texts.hpp"
@@ -28,10 +29,8 @@ Outcome outcomeOf(const std::function<std::string()>& work) {
     try {
         work();
         return {};
-    } catch (const std::exception& error) {
-        return {error.what()};
     } catch (...) {
-        return {texts::unknownFailure};
+        return {engine::localizedDescription(std::current_exception())};
     }
 }
 

@@ -36,7 +36,6 @@ inline constexpr auto failedSubtitle = "L’installation n’a pas pu se termine
 inline constexpr auto failedStatus = "Consultez le détail, puis réessayez.";
 inline constexpr auto retryTitle = "Réessayer";
 inline constexpr auto failureMessage = "Installation interrompue";
-inline constexpr auto unknownFailure = "Une erreur inattendue s’est produite.";
 inline constexpr auto ok = "OK";
 
 // Chooser and confirmation

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
 
 namespace tests {
@@ -282,11 +283,19 @@ TEST_F(InstallerDelegateTest, SurvivesErrorsOfEveryKind) {
 
     RecordingToolkit third;
     ui::InstallerDelegate starved(
-        third, [](const auto&, bool, const auto&) -> std::string { throw std::runtime_error("détail"); });
+        third, [](const auto&, bool, const auto&) -> std::string { throw std::bad_alloc(); });
     starved.applicationDidFinishLaunching();
     starved.install();
     third.finishRun();
-    EXPECT_EQ(third.takeSheet().alert.informative, "détail");
+    EXPECT_EQ(third.takeSheet().alert.informative, "La mémoire manque.");
+
+    RecordingToolkit fourth;
+    ui::InstallerDelegate detailed(
+        fourth, [](const auto&, bool, const auto&) -> std::string { throw std::runtime_error("détail"); });
+    detailed.applicationDidFinishLaunching();
+    detailed.install();
+    fourth.finishRun();
+    EXPECT_EQ(fourth.takeSheet().alert.informative, "Une erreur inattendue s’est produite : détail.");
 }
 
 TEST_F(InstallerDelegateTest, ASecondReturnBeforeTheResultStartsNothing) {

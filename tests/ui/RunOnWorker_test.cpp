@@ -1,3 +1,4 @@
+#include "engine/PackRecords.hpp"
 #include "tests/ui/RecordingToolkit.hpp"
 #include "ui/InstallerDelegate.hpp"
 
@@ -5,7 +6,6 @@
 
 #include <condition_variable>
 #include <mutex>
-#include <stdexcept>
 #include <thread>
 
 namespace tests {
@@ -77,7 +77,8 @@ TEST(RunOnWorkerTest, SharesNothingWithTheMainThreadButTheOutcome) {
                                        EXPECT_NE(std::this_thread::get_id(), mainThread);
                                        EXPECT_EQ(payload.filename(), "Payload");
                                        if (uninstall) {
-                                           throw std::runtime_error("refus de " + *selection.value().begin());
+                                           throw engine::InstallError("refus de " +
+                                                                      *selection.value().begin());
                                        }
                                        return "fait";
                                    });

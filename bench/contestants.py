@@ -10,7 +10,7 @@ PACKAGE = "orvo-pack"
 
 
 class Installer:
-    name = "the installer"
+    name = "installer"
 
     def __init__(self, pack, folder):
         self.pack = pack
@@ -27,7 +27,7 @@ class Installer:
         return command + (["--only", ",".join(self.pack.subset)] if operation == "subset" else [])
 
 
-# The floor of a verified copy that keeps what it replaces. $1 is the folder to copy from, $2 the folder to install
+# The least that a verified copy can do that keeps what it replaces. $1 is the folder to copy from, $2 the folder to install
 # into, $3 a fresh folder for what is replaced; the rest are the items.
 INSTALL = r"""
 set -e
@@ -54,8 +54,8 @@ mkdir -p "$backup"
 """
 
 
-class Floor:
-    name = "the floor"
+class Baseline:
+    name = "baseline"
     last = ""
 
     def __init__(self, pack, folder):
@@ -72,8 +72,8 @@ class Floor:
         return ["sh", "-c", script, "sh", self.pack.tree, self.transitions, self.folder / operation, *items]
 
 
-class SynchronizedFloor(Floor):
-    name = "the floor, then sync"
+class SynchronizedBaseline(Baseline):
+    name = "baseline, then sync"
     last = 'sync -f "$target"\n'
 
 
@@ -137,4 +137,4 @@ def build_package(pack, package):
         (tree / "opt/orvo").rename(pack.tree)
 
 
-ALL = (Installer, Floor, SynchronizedFloor, Rsync, Dpkg)
+ALL = (Installer, Baseline, SynchronizedBaseline, Rsync, Dpkg)

@@ -1,8 +1,9 @@
-"""The report: figures and ratios as Markdown, and the cost against the number of transitions as a picture."""
+"""The report: a section of the page, with the figures as Markdown and the cost of small packs as a picture."""
 
 import math
 import os
 import platform
+import re
 import shlex
 import statistics
 import subprocess
@@ -10,48 +11,20 @@ import sys
 from collections import defaultdict
 from html import escape
 
-from contestants import ALL, Dpkg, Floor, Installer, OPERATIONS, Rsync, SynchronizedFloor
+from contestants import ALL, Dpkg, Baseline, Installer, OPERATIONS, Rsync, SynchronizedBaseline
 
-OTHERS = (Floor, SynchronizedFloor, Rsync, Dpkg)
+OTHERS = (Baseline, SynchronizedBaseline, Rsync, Dpkg)
 COLOURS = dict(zip((contestant.name for contestant in ALL), ("#d6336c", "#1c7ed6", "#74b0e8", "#37a169", "#8d6e50")))
 
+GROWTH = [
+    "",
+    "Fresh install of small transitions (6 kB in three files each), both axes logarithmic: a straight line that rises as",
+    "steeply as the grey ones is a linear cost.",
+    "",
+    "![Wall time of a fresh install against the number of transitions](pictures/cost.svg)",
+]
+
 MEMORY_BOUND = 32_000_000  # the most that the installer may take, whatever the pack
-
-INTRODUCTION = """\
-# Performance on {file_system}: {subjects}
-
-What a run of the installer costs, beside what one would use instead of it. Written by `{command}`.
-{rounds}.
-
-Machine: {machine}, {file_system}.
-
-## What is measured
-
-Whole processes, from start to exit, with every process that they start and wait for. In each round one contestant
-after the other goes through all operations, beginning with a fresh target; another one comes first in each round.
-Before its first operation the whole pack is read, so that it is in the page cache. Before each operation the disk is
-made quiet (`sync`) and enough memory is written to once: a virtual machine may have to fetch it from its host, which
-takes longer than to copy a file into it.
-
-| | |
-|---|---|
-| the installer | the product as it is shipped, with its real tools, `--no-register`. A run that has ended is on the disk: templates, manifests and folders are synced before it reports success |
-| the floor | the least that a verified copy can do: `openssl dgst -sha256` of what is copied, `cp -a`, `openssl dgst -sha256` of the copies; what is replaced is digested first and moved into a backup folder. Nothing waits for the disk |
-| the floor, then sync | the same, followed by `sync -f` of the target, which is what the installer promises |
-| rsync | `rsync -a --checksum --backup --backup-dir`; identical files are left in place, and copies are not read again |
-| dpkg | `dpkg -i` and `dpkg -r` of the same tree as one package, not compressed. It has no subsets and keeps no backup |
-
-| operation | |
-|---|---|
-| fresh install | the whole pack into an empty home |
-| re-install | the whole pack over identical files |
-| subset | every fourth transition over identical files |
-| uninstall | all of it |
-
-Processor time is user and system time. Memory is the peak of the largest process. "Read" and "written" are the
-bytes that went through read, write and copy calls (`rchar` and `wchar` of `/proc/PID/io`), from the page cache or
-not; "to disk" is what the processes made the kernel write there (`write_bytes`), by a later flush too.
-"""
 
 
 def machine():
@@ -67,26 +40,28 @@ def file_system(folder):
     return subprocess.run(["findmnt", "-no", "FSTYPE", "--target", folder], capture_output=True, text=True).stdout.strip()
 
 
-def write(samples, machine_text, file_system_name, rounds, file):
+def write(samples, machine_text, file_system_name, rounds, page):
+    """Puts the section of this run into the page, in the place of an earlier one under the same heading."""
     costs = medians(samples)
-    text = [INTRODUCTION.format(command=shlex.join(["script/bench", *own_arguments()]), machine=machine_text,
-                                rounds="One round" if rounds == 1 else f"{rounds} rounds; the figures are medians",
-                                file_system=file_system_name, subjects=", ".join(subjects(costs))), *ratios(costs)]
+    heading = f"## {file_system_name}: {', '.join(subjects(costs))}"
+    command = shlex.join(["script/bench", *own_arguments()])
+    how_often = "one round" if rounds == 1 else f"the medians of {rounds} rounds"
+    section = [heading, "", f"`{command}`: {how_often}. {machine_text}, {file_system_name}.", "", *table(costs)]
     if any(cost["kind"].startswith("small") for cost in costs.values()):
-        picture = file.parent / "pictures/cost.svg"
+        picture = page.parent / "pictures/cost.svg"
         picture.parent.mkdir(parents=True, exist_ok=True)
         picture.write_text(plot(costs))
-        text += growth()
-    for pack in packs_of(costs):
-        text += table(costs, pack)
-    file.write_text("\n".join(text) + "\n")
+        section += GROWTH
+    sections = re.split(r"\n(?=## )", page.read_text().rstrip("\n")) if page.exists() else []
+    kept = [other.rstrip("\n") for other in sections if other.splitlines()[0] != heading]
+    page.write_text("\n\n".join([*kept, "\n".join(section)]) + "\n")
 
 
 def own_arguments():
     """The arguments as one gives them to script/bench, which adds the build folder."""
     arguments = sys.argv[1:]
-    place = arguments.index("--build")
-    return arguments[:place] + arguments[place + 2:]
+    at = arguments.index("--build")
+    return arguments[:at] + arguments[at + 2:]
 
 
 def medians(samples):
@@ -106,59 +81,35 @@ def subjects(costs):
                          for kind, title in names.items())
 
 
-def packs_of(costs):
-    return list(dict.fromkeys(pack for pack, _, _ in costs))
-
-
-def ratios(costs):
-    yield "## The installer's wall time as a multiple of the others'\n"
-    yield "The aims: at most 1.5 times the floor on the sample and 1.1 times on the large packs, and half of dpkg. **Bold**"
-    yield f"figures miss theirs. The installer's memory has to stay below {MEMORY_BOUND / 1e6:.0f} MB, whatever the pack.\n"
-    yield "| pack | operation | " + " | ".join(other.name for other in OTHERS) + " |"
-    yield "|---|---|" + "---:|" * len(OTHERS)
-    for pack in packs_of(costs):
+def table(costs):
+    """A line for each operation, with the wall time of each contestant and the installer's as a multiple of it."""
+    yield "| pack | operation | installer | " + " | ".join(other.name for other in OTHERS) + " | memory | to disk |"
+    yield "|---|---|" + "---:|" * (len(OTHERS) + 3)
+    for pack in dict.fromkeys(pack for pack, _, _ in costs):
         for operation in OPERATIONS:
-            own = costs[pack, operation, Installer.name]["wall"]
-            cells = [ratio(own / costs[pack, operation, other.name]["wall"], aim(costs[pack, operation, other.name]))
-                     if (pack, operation, other.name) in costs else "–" for other in OTHERS]
-            yield f"| {pack} | {operation} | " + " | ".join(cells) + " |"
-    yield ""
+            own = costs[pack, operation, Installer.name]
+            others = [beside(own, costs.get((pack, operation, other.name))) for other in OTHERS]
+            cells = [pack, operation, duration(own["wall"]), *others, amount(own["memory"]), amount(own["disk"])]
+            yield f"| {' | '.join(cells)} |"
+
+
+def beside(own, other):
+    if other is None:
+        return "–"
+    return f"{duration(other['wall'])}: {ratio(own['wall'] / other['wall'], aim(other))}"
 
 
 def aim(cost):
     """The most that the installer's time should be of this one's; nothing where there is no aim."""
     if cost["contestant"] == Dpkg.name:
         return 0.5
-    if cost["contestant"] == Floor.name:
+    if cost["contestant"] == Baseline.name:
         return 1.5 if cost["kind"] == "sample" else None if cost["kind"].startswith("small") else 1.1
     return None
 
 
 def ratio(value, most):
     return f"**{value:.2f}**" if most and value > most + 0.005 else f"{value:.2f}"
-
-
-def growth():
-    yield "## Cost against the number of transitions\n"
-    yield "Fresh install of small transitions (6 kB in three files each), both axes logarithmic: a straight line that"
-    yield "rises as steeply as the grey ones is a linear cost.\n"
-    yield "![Wall time of a fresh install against the number of transitions](pictures/cost.svg)\n"
-
-
-def table(costs, pack):
-    size = next(cost["size"] for key, cost in costs.items() if key[0] == pack)
-    yield f"## {pack}\n"
-    yield f"{amount(size)} of templates and pictures.\n"
-    yield "| operation | | wall | processor | memory | read | written | to disk |"
-    yield "|---|---|---:|---:|---:|---:|---:|---:|"
-    for operation in OPERATIONS:
-        for contestant in ALL:
-            if (pack, operation, contestant.name) in costs:
-                cost = costs[pack, operation, contestant.name]
-                cells = [duration(cost["wall"]), duration(cost["processor"]),
-                         *(amount(cost[figure]) for figure in ("memory", "read", "written", "disk"))]
-                yield f"| {operation} | {contestant.name} | " + " | ".join(cells) + " |"
-    yield ""
 
 
 def duration(seconds):
@@ -180,34 +131,34 @@ def plot(costs):
     lines = {name: sorted((cost["transitions"], cost["wall"]) for (_, operation, contestant), cost in costs.items()
                           if contestant == name and operation == OPERATIONS[0] and cost["kind"].startswith("small"))
              for name in COLOURS}
-    points = [point for line in lines.values() for point in line] or [(10, 0.01), (100, 0.1)]
-    across, up = axis(point[0] for point in points), axis(point[1] for point in points)
+    samples = [sample for line in lines.values() for sample in line] or [(10, 0.01), (100, 0.1)]
+    across, up = axis(sample[0] for sample in samples), axis(sample[1] for sample in samples)
 
-    def place(count, seconds):
+    def point(count, seconds):
         return (LEFT + (math.log10(count) - across[0]) / (across[-1] - across[0]) * (WIDTH - LEFT - RIGHT),
                 HEIGHT - BOTTOM - (math.log10(seconds) - up[0]) / (up[-1] - up[0]) * (HEIGHT - TOP - BOTTOM))
 
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" '
              'font-family="sans-serif" font-size="13">', f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>']
     for power in across:
-        x = place(10**power, 10**up[0])[0]
+        x = point(10**power, 10**up[0])[0]
         parts.append(segment((x, TOP), (x, HEIGHT - BOTTOM), "#ddd"))
         parts.append(label((x, HEIGHT - BOTTOM + 18), f"{10**power:,}", "middle"))
     for power in up:
-        y = place(10**across[0], 10**power)[1]
+        y = point(10**across[0], 10**power)[1]
         parts.append(segment((LEFT, y), (WIDTH - RIGHT, y), "#ddd"))
         parts.append(label((LEFT - 8, y + 4), f"{10**power:g} s", "end"))
     for power in range(up[0] - len(across), up[-1] + 1):  # what is exactly linear
         ends = [(count, 10**power * count / 10**across[0]) for count in (10**across[0], 10**across[-1])]
-        parts.append(segment(*(place(*end) for end in ends), "#eee", ' clip-path="url(#area)"'))
+        parts.append(segment(*(point(*end) for end in ends), "#eee", ' clip-path="url(#area)"'))
     parts.append(f'<clipPath id="area"><rect x="{LEFT}" y="{TOP}" width="{WIDTH - LEFT - RIGHT}" '
                  f'height="{HEIGHT - TOP - BOTTOM}"/></clipPath>')
     parts.append(label(((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 10), "transitions", "middle"))
     for row, (name, line) in enumerate(lines.items()):
-        corners = " ".join("{:.1f},{:.1f}".format(*place(*point)) for point in line)
+        corners = " ".join("{:.1f},{:.1f}".format(*point(*sample)) for sample in line)
         parts.append(f'<polyline points="{corners}" fill="none" stroke="{COLOURS[name]}" stroke-width="2"/>')
         parts += [f'<circle cx="{x:.1f}" cy="{y:.1f}" r="3.5" fill="{COLOURS[name]}"/>'
-                  for x, y in (place(*point) for point in line)]
+                  for x, y in (point(*sample) for sample in line)]
         y = TOP + 20 + 22 * row
         parts.append(f'<circle cx="{WIDTH - RIGHT + 20}" cy="{y}" r="5" fill="{COLOURS[name]}"/>')
         parts.append(label((WIDTH - RIGHT + 32, y + 4), name, "start"))
@@ -225,5 +176,5 @@ def segment(start, end, colour, more=""):
     return '<line x1="{:.1f}" y1="{:.1f}" x2="{:.1f}" y2="{:.1f}" stroke="{}"{}/>'.format(*start, *end, colour, more)
 
 
-def label(place, text, anchor):
-    return '<text x="{:.1f}" y="{:.1f}" text-anchor="{}" fill="#333">{}</text>'.format(*place, anchor, escape(text))
+def label(at, text, anchor):
+    return '<text x="{:.1f}" y="{:.1f}" text-anchor="{}" fill="#333">{}</text>'.format(*at, anchor, escape(text))

@@ -5,6 +5,7 @@
 #include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
 #include "platform/Locations.hpp"
+#include "platform/Ownership.hpp"
 
 #include <unistd.h>
 
@@ -15,9 +16,9 @@
 namespace app {
 namespace {
 
-std::optional<std::filesystem::path> home() {
+std::filesystem::path home() {
     const std::optional<std::string> root = argument("--root");
-    return root ? std::optional<std::filesystem::path>(*root) : std::nullopt;
+    return root ? std::filesystem::path(*root) : platform::homeFolder();
 }
 
 std::optional<std::set<std::string>> selection() {
@@ -46,7 +47,8 @@ std::set<std::string> namesIn(std::string_view list) {
 int runCommandLine() {
     const std::filesystem::path payload = platform::payloadFolder();
     try {
-        const engine::PackInstaller installer(home(), payload, !contains("--no-register"));
+        const std::filesystem::path folder = platform::becomeOwnerOf(home());
+        const engine::PackInstaller installer(folder, payload, !contains("--no-register"));
         printLine(STDOUT_FILENO, installer.perform(contains("--uninstall"), selection()));
         return EXIT_SUCCESS;
     } catch (...) {

@@ -3,6 +3,7 @@
 #include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
 #include "platform/Locations.hpp"
+#include "platform/Ownership.hpp"
 #include "ui/Texts.hpp"
 
 #include <exception>
@@ -210,7 +211,8 @@ void InstallerDelegate::uninstall() {
 
 std::string InstallerDelegate::performWithEngine(const std::filesystem::path& payload, bool uninstall,
                                                  const Selection& selection) {
-    return engine::PackInstaller(std::nullopt, payload).perform(uninstall, selection);
+    const std::filesystem::path home = platform::becomeOwnerOf(platform::homeFolder());
+    return engine::PackInstaller(home, payload).perform(uninstall, selection);
 }
 
 } // namespace ui

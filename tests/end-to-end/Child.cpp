@@ -1,5 +1,6 @@
 #include "tests/end-to-end/Child.hpp"
 
+#include <grp.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,6 +35,10 @@ std::string contents(int descriptor) {
     return text;
 }
 
+bool becomeUser(std::optional<uid_t> user) {
+    return !user || (::setgroups(0, nullptr) == 0 && ::setgid(*user) == 0 && ::setuid(*user) == 0);
+}
+
 [[noreturn]] void become(const Launch& launch, int output, int error) {
     for (const auto& [name, value] : launch.environment) {
         ::setenv(name.c_str(), value.c_str(), 1);
@@ -48,7 +53,7 @@ std::string contents(int descriptor) {
     }
     words.push_back(nullptr);
     if (::dup2(output, STDOUT_FILENO) >= 0 && ::dup2(error, STDERR_FILENO) >= 0 &&
-        ::chdir(launch.workingFolder.c_str()) == 0) {
+        ::chdir(launch.workingFolder.c_str()) == 0 && becomeUser(launch.user)) {
         ::execvp(words.front(), words.data());
     }
     ::_exit(127);

@@ -1,15 +1,21 @@
 #include "platform/XmlDocument.hpp"
 
+#include "platform/Digest.hpp"
 #include "platform/Error.hpp"
 
 #include <libxml/SAX2.h>
+#include <libxml/dict.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <libxml/xmlsave.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <exception>
+#include <functional>
 #include <limits>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -19,9 +25,14 @@ namespace {
 constexpr std::size_t longestText = std::size_t{1} << 20;
 constexpr int deepest = 1000;
 
-/// Why the parsing was stopped, if it was.
-struct Refusal {
-    std::string reason;
+// The parser's time grows with the square of both.
+constexpr int mostAttributes = 1000;
+constexpr std::size_t mostNames = std::size_t{64} << 10; // bytes of different names
+
+/// What is noted while a document is parsed.
+struct Progress {
+    int depth = 0;
+    const char* refusal = nullptr; ///< why the parsing was stopped
 };
 
 struct FreeParser {
@@ -55,13 +66,43 @@ bool refersToEntity(std::string_view value) {
     return false;
 }
 
-void stop(xmlParserCtxt* parser, const std::string& reason) {
-    static_cast<Refusal*>(parser->_private)->reason = reason;
+Progress& progressOf(xmlParserCtxt* parser) {
+    return *static_cast<Progress*>(parser->_private);
+}
+
+void stop(xmlParserCtxt* parser, const char* refusal) {
+    progressOf(parser).refusal = refusal;
     xmlStopParser(parser);
 }
 
-extern "C" void declareEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId,
-                              const xmlChar* systemId, xmlChar* content) {
+/// Takes the messages of the library's that belong to this thread. It would print them, and of the end of
+/// memory it often tells in no other way: the document then lacks something.
+class Messages {
+public:
+    Messages() {
+        xmlSetStructuredErrorFunc(this, [](void* messages, auto* message) {
+            if (message->code == XML_ERR_NO_MEMORY) {
+                static_cast<Messages*>(messages)->hasMemoryEnded = true;
+            }
+        });
+    }
+    ~Messages() { xmlSetStructuredErrorFunc(nullptr, nullptr); }
+    Messages(const Messages&) = delete;
+    Messages& operator=(const Messages&) = delete;
+
+    bool hasMemoryEnded = false;
+};
+
+// What the parser calls. The library has functions of plain names for each, so these have names of their own.
+
+void beginDocument(void* context) {
+    auto* parser = static_cast<xmlParserCtxt*>(context);
+    xmlDictSetLimit(parser->dict, mostNames); // not before, because long texts lift this limit too
+    xmlSAX2StartDocument(context);
+}
+
+void acceptEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId,
+                  const xmlChar* systemId, xmlChar* content) {
     auto* parser = static_cast<xmlParserCtxt*>(context);
     const bool isParameter = type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY;
     if (isParameter || view(content).size() > longestText || refersToEntity(view(content))) {
@@ -71,22 +112,24 @@ extern "C" void declareEntity(void* context, const xmlChar* name, int type, cons
     xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
 }
 
-extern "C" void startElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
-                             int namespaceCount, const xmlChar** namespaces, int attributeCount,
-                             int defaultedCount, const xmlChar** attributes) {
+void enterElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
+                  int namespaceCount, const xmlChar** namespaces, int attributeCount, int defaultedCount,
+                  const xmlChar** attributes) {
     auto* parser = static_cast<xmlParserCtxt*>(context);
-    if (parser->nodeNr >= deepest) {
+    if (progressOf(parser).depth++ == deepest) {
         stop(parser, "le document est imbriqué trop profondément");
-        return;
+    } else if (namespaceCount > mostAttributes || attributeCount > mostAttributes) {
+        stop(parser, "un élément a trop d’attributs");
+    } else {
+        xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
+                              defaultedCount, attributes);
     }
-    xmlSAX2StartElementNs(context, name, prefix, uri, namespaceCount, namespaces, attributeCount,
-                          defaultedCount, attributes);
 }
 
-/// Takes what the library has serialised.
-extern "C" int appendPiece(void* text, const char* piece, int length) {
-    static_cast<std::string*>(text)->append(piece, static_cast<std::size_t>(length));
-    return length;
+void leaveElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri) {
+    auto* parser = static_cast<xmlParserCtxt*>(context);
+    --progressOf(parser).depth;
+    xmlSAX2EndElementNs(context, name, prefix, uri);
 }
 
 Error parseError(const std::filesystem::path& source, const std::string& reason) {
@@ -94,7 +137,18 @@ Error parseError(const std::filesystem::path& source, const std::string& reason)
                           : fileError("lire", source, reason);
 }
 
-std::string failure(const xmlError* error) {
+/// Why there is no document.
+std::string failure(xmlParserCtxt* parser, bool hasMemoryEnded) {
+    if (const char* refusal = progressOf(parser).refusal) {
+        return refusal;
+    }
+    if (xmlDictGetUsage(parser->dict) > mostNames) {
+        return "le document emploie trop de noms différents";
+    }
+    if (hasMemoryEnded) {
+        return reason(ENOMEM);
+    }
+    const xmlError* error = xmlCtxtGetLastError(parser);
     std::string text = "ce n’est pas du XML valide";
     if (error != nullptr && error->line > 0) {
         text += " (ligne " + std::to_string(error->line) + ", colonne " + std::to_string(error->int2) + ")";
@@ -102,6 +156,8 @@ std::string failure(const xmlError* error) {
     return text;
 }
 
+/// The XML declaration to the byte, with a byte order mark before it; nothing when the encoding is not one
+/// that writes the letters of a declaration as ASCII does.
 std::string declarationOf(std::string_view bytes) {
     constexpr std::string_view mark = "\xEF\xBB\xBF";
     const std::size_t start = bytes.starts_with(mark) ? mark.size() : 0;
@@ -109,6 +165,14 @@ std::string declarationOf(std::string_view bytes) {
                           std::string_view(" \t\r\n").find(bytes[start + 5]) != std::string_view::npos;
     const std::size_t end = declares ? bytes.find("?>", start) : std::string_view::npos;
     return std::string(bytes.substr(0, end == std::string_view::npos ? start : end + 2));
+}
+
+/// What the library makes, unless memory ends.
+xmlNode* made(xmlNode* node) {
+    if (node == nullptr) {
+        throw std::bad_alloc();
+    }
+    return node;
 }
 
 bool isElement(const xmlNode* node) {
@@ -133,40 +197,82 @@ bool holdsOnlyStructure(const xmlNode* element) {
     return holdsStructure;
 }
 
-xmlNode* lineBreak(xmlDoc* document, std::size_t depth) {
-    return xmlNewDocText(document, library("\n" + std::string(depth * 4, ' ')));
-}
-
-void layOutChildren(xmlNode* element, std::size_t depth) {
-    for (xmlNode* child = element->children; child != nullptr;) {
-        xmlNode* next = child->next;
-        if (isBlankText(child)) {
-            xmlUnlinkNode(child);
-            xmlFreeNode(child);
-        } else {
-            xmlAddPrevSibling(child, lineBreak(element->doc, depth + 1));
-        }
-        child = next;
-    }
-    xmlAddChild(element, lineBreak(element->doc, depth));
-}
-
-/// Documents nest as deep as they like, so the walk keeps its own stack.
-void layOut(xmlNode* root) {
-    std::vector<std::pair<xmlNode*, std::size_t>> pending{{root, 0}};
+/// The library lays out the elements that have no text in them, so the blanks there go. Its parser could
+/// leave them out, but only by guessing, which takes blanks out of texts too. Documents nest deep, so the
+/// walk keeps its own stack.
+void prepareLayout(xmlNode* root) {
+    std::vector<xmlNode*> pending{root};
     while (!pending.empty()) {
-        const auto [element, depth] = pending.back();
+        xmlNode* element = pending.back();
         pending.pop_back();
-        if (!holdsOnlyStructure(element) || xmlNodeGetSpacePreserve(element) == 1) {
+        if (!holdsOnlyStructure(element)) {
             continue;
         }
-        layOutChildren(element, depth);
-        for (xmlNode* child = element->children; child != nullptr; child = child->next) {
-            if (isElement(child)) {
-                pending.emplace_back(child, depth + 1);
+        if (xmlNodeGetSpacePreserve(element) == 1) {
+            xmlAddChild(element, made(xmlNewDocText(element->doc, library("")))); // to count as one with text
+            continue;
+        }
+        for (xmlNode* child = element->children; child != nullptr;) {
+            xmlNode* next = child->next;
+            if (isBlankText(child)) {
+                xmlUnlinkNode(child);
+                xmlFreeNode(child);
+            } else if (isElement(child)) {
+                pending.push_back(child);
             }
+            child = next;
         }
     }
+}
+
+/// Where the bytes of a document go.
+struct Output {
+    std::function<void(std::string_view)> sink;
+    std::exception_ptr failure;
+};
+
+/// Takes what the library has serialised. No exception may pass through the library.
+int takePiece(void* context, const char* piece, int length) {
+    auto* output = static_cast<Output*>(context);
+    try {
+        output->sink(std::string_view(piece, static_cast<std::size_t>(length)));
+        return length;
+    } catch (...) {
+        output->failure = std::current_exception();
+        return -1;
+    }
+}
+
+/// Returns false when the library cannot write the document so.
+bool save(xmlDoc* document, const char* encoding, int options,
+          const std::function<void(std::string_view)>& sink) {
+    const Messages messages;
+    Output output{sink, nullptr};
+    const std::unique_ptr<xmlSaveCtxt, CloseSave> saving(
+        xmlSaveToIO(takePiece, nullptr, &output, encoding, options | XML_SAVE_AS_XML));
+    const bool isSaved = saving && xmlSaveDoc(saving.get(), document) >= 0 && xmlSaveFlush(saving.get()) >= 0;
+    if (output.failure) {
+        std::rethrow_exception(output.failure);
+    }
+    if (messages.hasMemoryEnded) {
+        throw std::bad_alloc();
+    }
+    return isSaved;
+}
+
+/// The document behind this beginning, an element a line; nothing when the library cannot write it so.
+std::optional<std::string> laidOut(xmlDoc* document, std::string text, const char* encoding, int options) {
+    xmlTreeIndentString = "    "; // the library keeps it for each thread
+    const bool isSaved = save(document, encoding, options | XML_SAVE_FORMAT,
+                              [&](std::string_view piece) { text.append(piece); });
+    return isSaved ? std::optional(std::move(text)) : std::nullopt;
+}
+
+/// Of all that a document says, its declaration apart.
+std::string digest(xmlDoc* document) {
+    Sha256 digest;
+    save(document, "UTF-8", XML_SAVE_NO_DECL, [&](std::string_view piece) { digest.update(piece); });
+    return digest.finish();
 }
 
 void appendBounded(std::string& text, std::string_view piece) {
@@ -190,28 +296,27 @@ const xmlNode* following(const xmlNode* node, const xmlNode* top) {
 } // namespace
 
 XmlDocument::XmlDocument(std::string_view bytes, const std::filesystem::path& source)
-    : declaration(declarationOf(bytes)),
-      isUtf16(bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
+    : declaration(declarationOf(bytes)) {
     if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         throw parseError(source, "le document est trop grand");
     }
+    const Messages messages;
     const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
     if (!parser) {
         throw parseError(source, reason(ENOMEM));
     }
-    Refusal refusal;
-    parser->_private = &refusal;
-    parser->sax->entityDecl = declareEntity;
-    parser->sax->startElementNs = startElement;
+    Progress progress;
+    parser->_private = &progress;
+    parser->sax->startDocument = beginDocument;
+    parser->sax->entityDecl = acceptEntity;
+    parser->sax->startElementNs = enterElement;
+    parser->sax->endElementNs = leaveElement;
     // Motion writes text nodes of tens of megabytes, which the parser takes only when told to.
     constexpr int options = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     document.reset(xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr,
                                      nullptr, options));
-    if (!refusal.reason.empty()) {
-        throw parseError(source, refusal.reason);
-    }
-    if (!document) {
-        throw parseError(source, failure(xmlCtxtGetLastError(parser.get())));
+    if (!document || progress.refusal != nullptr || messages.hasMemoryEnded) {
+        throw parseError(source, failure(parser.get(), messages.hasMemoryEnded));
     }
 }
 
@@ -222,20 +327,39 @@ std::optional<XmlDocument::Element> XmlDocument::root() const {
 
 std::string XmlDocument::prettyPrinted() {
     if (xmlNode* root = xmlDocGetRootElement(document.get())) {
-        layOut(root);
+        prepareLayout(root);
     }
-    const char* encoding =
-        document->encoding == nullptr ? "UTF-8" : reinterpret_cast<const char*>(document->encoding);
-    std::string text = declaration;
-    if (text.ends_with("?>")) {
-        text += "\n";
+    std::optional<std::string> text = inItsEncoding();
+    if (!text || !isWrittenIn(*text)) {
+        text = laidOut(document.get(), "", "UTF-8", 0);
     }
-    const std::unique_ptr<xmlSaveCtxt, CloseSave> save(xmlSaveToIO(
-        appendPiece, nullptr, &text, encoding, XML_SAVE_AS_XML | (isUtf16 ? 0 : XML_SAVE_NO_DECL)));
-    if (!save || xmlSaveDoc(save.get(), document.get()) < 0 || xmlSaveFlush(save.get()) < 0) {
+    if (!text || !isWrittenIn(*text)) {
         throw Error("Impossible d’écrire le XML.");
     }
-    return text;
+    return *text;
+}
+
+std::optional<std::string> XmlDocument::inItsEncoding() const {
+    const bool isDeclared = document->encoding != nullptr;
+    const char* encoding = isDeclared ? reinterpret_cast<const char*>(document->encoding) : "UTF-8";
+    if (isDeclared && !declaration.ends_with("?>")) {
+        return laidOut(document.get(), "", encoding, 0); // the library knows how to write the declaration
+    }
+    return laidOut(document.get(), declaration + (declaration.ends_with("?>") ? "\n" : ""), encoding,
+                   XML_SAVE_NO_DECL);
+}
+
+/// What is kept must be readable: bytes that look well may be none of XML's, or say something else.
+bool XmlDocument::isWrittenIn(const std::string& text) const {
+    try {
+        const XmlDocument copy(text);
+        if (xmlNode* root = xmlDocGetRootElement(copy.document.get())) {
+            prepareLayout(root);
+        }
+        return digest(copy.document.get()) == digest(document.get());
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 std::string XmlDocument::Element::name() const {
@@ -266,7 +390,7 @@ std::optional<XmlDocument::Element> XmlDocument::Element::firstChild(std::string
 
 XmlDocument::Element XmlDocument::Element::insertBefore(const std::optional<Element>& child,
                                                         const std::string& name) {
-    xmlNode* added = xmlNewDocNode(node->doc, nullptr, library(name), nullptr);
+    xmlNode* added = made(xmlNewDocNode(node->doc, nullptr, library(name), nullptr));
     if (child) {
         xmlAddPrevSibling(child->node, added);
     } else if (node->children != nullptr) {
@@ -278,7 +402,7 @@ XmlDocument::Element XmlDocument::Element::insertBefore(const std::optional<Elem
 }
 
 XmlDocument::Element XmlDocument::Element::append(const std::string& name) {
-    return Element(xmlAddChild(node, xmlNewDocNode(node->doc, nullptr, library(name), nullptr)));
+    return Element(xmlAddChild(node, made(xmlNewDocNode(node->doc, nullptr, library(name), nullptr))));
 }
 
 std::string XmlDocument::Element::text() const {
@@ -295,8 +419,9 @@ std::string XmlDocument::Element::text() const {
 }
 
 void XmlDocument::Element::setText(const std::string& text) {
+    xmlNode* content = made(xmlNewDocText(node->doc, library(text)));
     xmlNodeSetContent(node, nullptr);
-    xmlNodeAddContent(node, library(text));
+    xmlAddChild(node, content);
 }
 
 } // namespace platform

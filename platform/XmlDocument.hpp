@@ -45,24 +45,28 @@ public:
     };
 
     /// Throws `Error`, naming `source`, when the bytes are not well-formed XML, when elements lie more than
-    /// 1000 deep, or when entities are made of other entities: a short document could grow without bound with
-    /// either.
+    /// 1000 deep, when entities are made of other entities, or when an element has more than 1000 attributes
+    /// or the document more different names than any document needs: time and memory could grow without bound
+    /// with each of these.
     explicit XmlDocument(std::string_view bytes, const std::filesystem::path& source = {});
 
     std::optional<Element> root() const;
 
     /// Lays the document out anew, an element a line, indented by four blanks a level, and returns its bytes
-    /// in its own encoding. What stands in an element that also holds text, and what says
-    /// xml:space="preserve", is written as it was.
+    /// in its own encoding, or in UTF-8 where they could not be read again in that one. What stands in an
+    /// element that also holds text, and what says xml:space="preserve", is written as it was. Throws `Error`
+    /// when the bytes cannot be read again in any way.
     std::string prettyPrinted();
 
 private:
+    std::optional<std::string> inItsEncoding() const;
+    bool isWrittenIn(const std::string& text) const;
+
     struct Free {
         void operator()(xmlDoc* tree) const { xmlFreeDoc(tree); }
     };
     std::unique_ptr<xmlDoc, Free> document;
-    std::string declaration; ///< the XML declaration to the byte, with a byte order mark before it
-    bool isUtf16 = false;    ///< the library writes the declaration then
+    std::string declaration;
 };
 
 } // namespace platform

@@ -1,9 +1,17 @@
 #include "engine/PackRecords.hpp"
 #include "engine/TemplateMark.hpp"
 #include "platform/Error.hpp"
+#include "platform/XmlDocument.hpp"
 #include "tests/support/Throws.hpp"
 
 #include <gmock/gmock.h>
+#include <libxml/parser.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <set>
 
 namespace {
 
@@ -70,6 +78,28 @@ TEST(TemplateMarkTest, TakesAPrefixedNameForAnother) {
                 HasSubstr("    <template>\n        <flags>2</flags>\n    </template>\n    <p:template/>"));
 }
 
+TEST(TemplateMarkTest, KeepsEveryBlankOfATextWithElementsInIt) {
+    const std::string mixed = "<t><b>x</b> <i>y</i> text</t>";
+    const std::string section = "<t><![CDATA[x]]> <b/> </t>";
+    const std::string reference = "<t><b/> &amp; <i> <u/> </i></t>";
+    const std::string instruction = "<t><?x?> text</t>";
+    for (const std::string& text : {mixed, section, reference, instruction}) {
+        EXPECT_THAT(deprecated("<a>" + text + "</a>"), HasSubstr("\n    " + text + "\n"));
+    }
+}
+
+TEST(TemplateMarkTest, LaysNothingOutWhereBlanksArePreserved) {
+    const std::string kept = "<t xml:space=\"preserve\"><b/><c><d/></c></t>";
+    EXPECT_THAT(deprecated("<a>" + kept + "</a>"), HasSubstr("\n    " + kept + "\n"));
+    const std::string whole = "<a xml:space=\"preserve\"><b/></a>";
+    EXPECT_THAT(deprecated(whole), HasSubstr("</template><b/></a>"));
+}
+
+TEST(TemplateMarkTest, LaysOutWhatIsLaidOutOtherwise) {
+    const std::string expected = deprecated("<a><b><c/><!-- d --></b><build/></a>");
+    EXPECT_EQ(deprecated("<a>\r\n\t<b>\n\n<c/>  <!-- d -->\n</b> <build/>\n   </a>"), expected);
+}
+
 TEST(TemplateMarkTest, KeepsAMarkedTemplateOnASecondRun) {
     const std::string once = deprecated("<a><build></build></a>");
     EXPECT_EQ(deprecated(once), once);
@@ -111,6 +141,84 @@ TEST(TemplateMarkTest, KeepsTheEncoding) {
     EXPECT_THAT(deprecated("\xEF\xBB\xBF<a/>"), testing::StartsWith("\xEF\xBB\xBF<a>"));
 }
 
+/// ASCII in an encoding of so many bytes a character, the least significant one first or last.
+std::string widened(const std::string& ascii, std::size_t bytes, bool isLittleEndian) {
+    std::string text;
+    for (const char character : ascii) {
+        const std::string zeros(bytes - 1, '\0');
+        text += isLittleEndian ? character + zeros : zeros + character;
+    }
+    return text;
+}
+
+/// The template must be readable once it is marked, and its element "v" must have this text.
+void expectReadable(const std::string& bytes, const std::string& value) {
+    const std::string marked = deprecated(bytes);
+    EXPECT_NE(marked, bytes);
+    EXPECT_EQ(deprecated(marked), marked);
+    const platform::XmlDocument document(marked);
+    EXPECT_EQ(document.root()->firstChild("template")->firstChild("flags")->text(), "2");
+    EXPECT_EQ(document.root()->firstChild("v")->text(), value);
+}
+
+TEST(TemplateMarkTest, WritesWideEncodingsSoThatTheyCanBeRead) {
+    for (const bool isLittleEndian : {true, false}) {
+        for (const char* encoding : {"UTF-16", isLittleEndian ? "UTF-16LE" : "UTF-16BE"}) {
+            const std::string bytes = widened(std::string("<?xml version=\"1.0\" encoding=\"") + encoding +
+                                                  "\"?>\n<!DOCTYPE ozxmlscene>\n<a><v>x</v></a>",
+                                              2, isLittleEndian);
+            expectReadable(bytes, "x");
+            expectReadable((isLittleEndian ? "\xFF\xFE" : "\xFE\xFF") + bytes, "x");
+        }
+        for (const char* declaration : {"<?xml version=\"1.0\"?>", ""}) {
+            const std::string bytes =
+                widened(std::string(declaration) + "<a><v>x</v></a>", 2, isLittleEndian);
+            expectReadable((isLittleEndian ? "\xFF\xFE" : "\xFE\xFF") + bytes, "x");
+        }
+    }
+    expectReadable(widened("<?xml version=\"1.0\" encoding=\"UCS-4\"?><a><v>x</v></a>", 4, false), "x");
+}
+
+TEST(TemplateMarkTest, WritesEbcdicSoThatItCanBeRead) {
+    // <?xml version="1.0" encoding="IBM037"?><a><v>é</v></a>
+    expectReadable("\x4C\x6F\xA7\x94\x93\x40\xA5\x85\x99\xA2\x89\x96\x95\x7E\x7F\xF1\x4B\xF0\x7F\x40"
+                   "\x85\x95\x83\x96\x84\x89\x95\x87\x7E\x7F\xC9\xC2\xD4\xF0\xF3\xF7\x7F\x6F\x6E\x4C"
+                   "\x81\x6E\x4C\xA5\x6E\x51\x4C\x61\xA5\x6E\x4C\x61\x81\x6E",
+                   "é");
+}
+
+TEST(TemplateMarkTest, WritesUtf8WhereTheDeclaredEncodingIsAnother) {
+    for (const char* encoding : {"UTF-16", "UTF-16LE", "UCS-4", "IBM037"}) {
+        const std::string bytes =
+            std::string("<?xml version=\"1.0\" encoding=\"") + encoding + "\"?><a><v>é</v></a>";
+        std::string marked;
+        try {
+            marked = deprecated(bytes);
+        } catch (const platform::Error&) { // the parser may as well believe the declaration
+            continue;
+        }
+        EXPECT_THAT(marked, testing::StartsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"));
+        expectReadable(bytes, "é");
+    }
+}
+
+TEST(TemplateMarkTest, PrintsNothing) {
+    testing::internal::CaptureStderr();
+    for (const char* encoding : {"UCS-4", "UTF-16", "IBM037", "no-such"}) {
+        try {
+            deprecated(std::string("<?xml version=\"1.0\" encoding=\"") + encoding + "\"?><a>é</a>");
+        } catch (const platform::Error&) { // NOLINT(bugprone-empty-catch)
+        }
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(TemplateMarkTest, KeepsCharactersThatTheEncodingLacks) {
+    expectReadable("<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a><v>&#8364;\xE9</v></a>", "€é");
+    expectReadable("<?xml version=\"1.0\" encoding=\"US-ASCII\"?><a><v>&#233;</v></a>", "é");
+    expectReadable("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?><a><v>é</v></a>", "é");
+}
+
 TEST(TemplateMarkTest, ThrowsTheParsersErrorForWhatIsNoXml) {
     const std::string refusal = "Impossible de lire le XML : ce n’est pas du XML valide (ligne 1, colonne ";
     for (const char* bytes : {"", "not xml", "<a><b></a>", "<a/><b/>", "\xFF"}) {
@@ -150,6 +258,90 @@ TEST(TemplateMarkTest, RefusesElementsThatNestWithoutBound) {
     }
     EXPECT_EQ(messageOf<platform::Error>([&] { deprecated(deep); }),
               "Impossible de lire le XML : le document est imbriqué trop profondément.");
+}
+
+TEST(TemplateMarkTest, RefusesAnElementWithTooManyAttributes) {
+    std::string attributes;
+    std::string namespaces;
+    for (int i = 0; i < 1000; ++i) {
+        attributes += " a" + std::to_string(i) + "=\"\"";
+        namespaces += " xmlns:a" + std::to_string(i) + "=\"u\"";
+    }
+    EXPECT_THAT(deprecated("<a><b" + attributes + "/></a>"), HasSubstr(" a999=\"\"/>"));
+    EXPECT_THAT(deprecated("<a><b" + namespaces + "/></a>"), HasSubstr(" xmlns:a999=\"u\"/>"));
+    for (const std::string& more : {attributes + " b=\"\"", namespaces + " xmlns:b=\"u\""}) {
+        EXPECT_EQ(messageOf<platform::Error>([&] { deprecated("<a><b" + more + "/></a>"); }),
+                  "Impossible de lire le XML : un élément a trop d’attributs.");
+    }
+}
+
+TEST(TemplateMarkTest, TakesNoTimeForAnElementWithAHundredThousandAttributes) {
+    for (const char* prefix : {" a", " xmlns:a"}) {
+        std::string bytes = "<a";
+        for (int i = 0; i < 100'000; ++i) {
+            bytes += prefix + std::to_string(i) + "=\"u\"";
+        }
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_THAT(messageOf<platform::Error>([&] { deprecated(bytes + "/>"); }),
+                    testing::StartsWith("Impossible de lire le XML : "));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    }
+}
+
+/// Makes one allocation of the XML library fail, or all from that one on.
+class FailingMemory {
+public:
+    FailingMemory(int number, bool stays) {
+        failing = number;
+        isLasting = stays;
+        xmlMemSetup(
+            std::free, [](std::size_t size) { return fails() ? nullptr : std::malloc(size); },
+            [](void* memory, std::size_t size) { return fails() ? nullptr : std::realloc(memory, size); },
+            [](const char* text) { return fails() ? nullptr : ::strdup(text); });
+    }
+    ~FailingMemory() { xmlMemSetup(std::free, std::malloc, std::realloc, ::strdup); }
+    FailingMemory(const FailingMemory&) = delete;
+    FailingMemory& operator=(const FailingMemory&) = delete;
+
+    static int left() { return failing; }
+
+private:
+    static bool fails() {
+        --failing;
+        return failing == 0 || (isLasting && failing < 0);
+    }
+
+    static inline int failing = 0;
+    static inline bool isLasting = false;
+};
+
+TEST(TemplateMarkTest, LosesNothingWhenMemoryEnds) {
+    const std::string declaration = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>";
+    const std::string bytes = declaration + "<!DOCTYPE a [<!ENTITY e \"v\">]><a x=\"1\" y=\"&e;\">"
+                                            "<b xml:space=\"preserve\"><c/></b><t>text &e; \xE9</t>"
+                                            "<template><flags>1</flags></template></a>";
+    const std::string marked = deprecated(bytes);
+    std::string inUtf8 = marked; // where it is found that the document's own encoding cannot be written
+    inUtf8.replace(0, declaration.size(), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+    inUtf8.replace(inUtf8.find('\xE9'), 1, "é");
+    const std::set<std::string> refusals{"Impossible de lire le XML : la mémoire manque.",
+                                         "Impossible d’écrire le XML."};
+    for (const bool stays : {false, true}) {
+        for (int number = 1, left = 0; left <= 0; ++number) {
+            const FailingMemory memory(number, stays);
+            try {
+                const std::string result = deprecated(bytes);
+                EXPECT_TRUE(result == marked || result == inUtf8) << result;
+            } catch (const platform::Error& error) {
+                const bool isRefusal = refusals.contains(error.what());
+                EXPECT_TRUE(isRefusal ||
+                            std::string_view(error.what()).find("XML valide") != std::string_view::npos)
+                    << error.what();
+            } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): the other way to say so
+            }
+            left = FailingMemory::left();
+        }
+    }
 }
 
 TEST(TemplateMarkTest, MarksATemplateWithATextOfFiftyMegabytes) {

@@ -3,293 +3,214 @@
 #include "platform/Digest.hpp"
 #include "platform/Error.hpp"
 #include "platform/FileManager.hpp"
-#include "system-tools/BundleItems.hpp"
-#include "system-tools/FileDigests.hpp"
-#include "system-tools/PropertyTree.hpp"
+#include "platform/PropertyList.hpp"
 #include "system-tools/ResourceRules.hpp"
 
-#include <algorithm>
-#include <vector>
+#include <fstream>
+#include <set>
 
 namespace fs = std::filesystem;
 
 namespace systemtools {
 namespace {
 
-using Kind = BundleItem::Kind;
-using Items = std::map<std::string, BundleItem>;
-
 constexpr const char* badResource = "a sealed resource is missing or invalid";
-constexpr const char* badSignature = "invalid signature (code or signature have been modified)";
-constexpr const char* badInfoList = "invalid Info.plist (plist or signature have been modified)";
-constexpr const char* badSeal = "invalid resource directory (directory or signature have been modified)";
-constexpr const char* badNestedCode = "nested code is modified or invalid";
-constexpr const char* notABundle = "bundle format unrecognized, invalid, or unsuitable";
-constexpr const char* notSigned = "code object is not signed at all";
-constexpr const char* strayInRoot = "unsealed contents present in the bundle root";
 
-constexpr const char* sealName = "_CodeSignature/CodeResources";
-constexpr std::size_t codeHashSize = 20;
-
-fs::path portableSeal(const Bundle& bundle) {
-    return bundle.contents / "_CodeSignature" / "PortableSeal";
+const platform::FileManager& files() {
+    return platform::FileManager::defaultManager();
 }
 
-std::string codeHash(const fs::path& file) {
-    return sha256(file).substr(0, codeHashSize);
+std::string digest(const fs::path& file) {
+    platform::Sha256 sha256;
+    files().read(file, [&](std::string_view piece) { sha256.update(piece); });
+    return sha256.finish();
 }
 
-Bundle nestedBundle(const fs::path& path) {
-    if (const std::optional<Bundle> bundle = Bundle::at(path)) {
-        return *bundle;
+void write(const fs::path& file, const std::string& text) {
+    if (!(std::ofstream(file) << text << std::flush)) {
+        throw platform::fileError("écrire", file, errno);
     }
-    throw SealFailure(notABundle);
 }
 
-// Sealing
-
-Tree codeEntry(const std::string& hash) {
-    return {{"cdhash", dataElement(hash)},
-            {"requirement", "cdhash H\"" + platform::hexadecimal(hash) + "\""}};
+bool isFolder(const fs::path& path) {
+    return fs::is_directory(fs::symlink_status(path));
 }
 
-Tree nestedBundleEntry(const fs::path& path) {
+/// An application, an extension or a framework.
+struct Bundle {
+    fs::path contents; ///< the folder that the seal covers; names are relative to it
+    std::string infoList = "Info.plist";
+    std::string executable = "MacOS/";
+
+    explicit Bundle(const fs::path& path) : contents(path / "Contents") {
+        if (fs::is_directory(path / "Versions/Current")) {
+            contents = fs::canonical(path / "Versions/Current");
+            infoList = "Resources/Info.plist";
+            executable.clear();
+        }
+        if (!fs::is_regular_file(contents / infoList)) {
+            throw SealFailure("bundle format unrecognized, invalid, or unsuitable");
+        }
+        const fs::path source = contents / infoList;
+        executable += platform::parsePropertyList(files().read(source), source).strings["CFBundleExecutable"];
+    }
+
+    fs::path resourceSeal() const { return contents / "_CodeSignature/CodeResources"; }
+    fs::path portableSeal() const { return contents / "_CodeSignature/PortableSeal"; }
+
+    /// What the portable seal holds: a line for each file that CodeResources cannot cover.
+    std::string signature() const {
+        std::string lines;
+        for (const fs::path& file : {resourceSeal(), contents / infoList, contents / executable}) {
+            lines += platform::hexadecimal(digest(file)) + "  " + file.filename().native() + "\n";
+        }
+        return lines;
+    }
+
+    /// The names of what CodeResources has to cover. What is in a nested bundle is covered by that one's.
+    std::set<std::string> items() const {
+        std::set<std::string> names;
+        for (fs::recursive_directory_iterator item(contents), end; item != end; ++item) {
+            const std::string name = item->path().lexically_relative(contents);
+            const std::string rule = ruleFor(name);
+            const bool isBundle = rule == "nested" && isFolder(*item) && item->path().has_extension();
+            if (isBundle || name == "_CodeSignature") {
+                item.disable_recursion_pending();
+            }
+            if (isBundle || (!isFolder(*item) && rule != "omit" && name != executable)) {
+                names.insert(name);
+            }
+        }
+        return names;
+    }
+};
+
+void inNested(const fs::path& path, void (*action)(const fs::path&)) {
     try {
-        const Bundle nested = nestedBundle(path);
-        seal(nested);
-        return codeEntry(codeHash(portableSeal(nested)));
+        action(path);
     } catch (const SealFailure& failure) {
-        throw failure.inSubcomponent(path);
+        throw SealFailure(failure.what() + ("\nIn subcomponent: " + path.native()));
     }
 }
 
-Tree entryFor(const fs::path& path, const BundleItem& item) {
-    Tree entry;
-    switch (item.kind) {
-    case Kind::file:
-        entry["hash2"] = dataElement(sha256(path));
-        break;
-    case Kind::link:
-        entry["symlink"] = fs::read_symlink(path).native();
-        break;
-    case Kind::program:
-        entry = codeEntry(codeHash(path));
-        break;
-    case Kind::bundle:
-        entry = nestedBundleEntry(path);
-        break;
-    case Kind::other:
-        throw SealFailure(std::string(badResource) + "\nfile added: " + path.native());
+const char* keyFor(const fs::path& item) {
+    return fs::is_symlink(item) ? "symlink" : "hash2";
+}
+
+/// What the seal says of an item at its key: where a link points, or the digest of a file, for a nested
+/// bundle that of its portable seal. Null for what cannot be sealed, such as a pipe.
+PropertyList valueFor(const fs::path& item) {
+    if (fs::is_symlink(item)) {
+        return PropertyList(plist_new_string(fs::read_symlink(item).c_str()));
     }
-    if (item.optional) {
-        entry["optional"] = true;
+    const fs::path file = fs::is_directory(item) ? Bundle(item).portableSeal() : item;
+    if (!fs::is_regular_file(file)) {
+        return nullptr;
     }
+    const std::string bytes = digest(file);
+    return PropertyList(plist_new_data(bytes.data(), bytes.size()));
+}
+
+plist_t makeEntry(const fs::path& item) {
+    if (isFolder(item)) {
+        inNested(item, seal);
+    }
+    PropertyList value = valueFor(item);
+    if (!value) {
+        throw SealFailure(badResource + ("\nfile added: " + item.native()));
+    }
+    const plist_t entry = plist_new_dict();
+    plist_dict_set_item(entry, keyFor(item), value.release());
     return entry;
 }
 
-Tree entries(const Bundle& bundle, const Tree& rules) {
-    Tree table = Tree::object();
-    for (const auto& [name, item] : itemsToSeal(bundle, ResourceRules(rules))) {
-        table[name] = entryFor(bundle.contents / name, item);
+/// True when the item is as its entry says.
+bool matches(const fs::path& item, bool isCode, plist_t entry) {
+    if (isFolder(item)) {
+        inNested(item, verify);
     }
-    return table;
+    if (const plist_t sealed = plist_dict_get_item(entry, keyFor(item))) {
+        const PropertyList value = valueFor(item);
+        return value && xmlOf(sealed) == xmlOf(value.get());
+    }
+    // What was signed on macOS carries its signature itself.
+    return isCode && !fs::is_symlink(item) && plist_dict_get_item(entry, "cdhash") != nullptr;
 }
 
-/// The table of the first version: SHA-1, files only.
-Tree entriesVersion1(const Bundle& bundle, const Tree& rules) {
-    Tree table = Tree::object();
-    for (const auto& [name, item] : itemsToSeal(bundle, ResourceRules(rules))) {
-        if (item.kind == Kind::file) {
-            const Tree hash = dataElement(sha1(bundle.contents / name));
-            table[name] = item.optional ? Tree{{"hash", hash}, {"optional", true}} : hash;
-        }
+/// Reads CodeResources, and checks it by the portable seal.
+PropertyList readSeal(const Bundle& bundle) {
+    if (!fs::exists(bundle.resourceSeal())) {
+        throw SealFailure("code object is not signed at all");
     }
-    return table;
+    const std::string text = files().read(bundle.resourceSeal());
+    plist_t root = nullptr;
+    plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &root);
+    PropertyList seal(root);
+    if (fs::exists(bundle.portableSeal()) ? files().read(bundle.portableSeal()) != bundle.signature()
+                                          : plist_dict_get_item(root, "portable") != nullptr) {
+        throw SealFailure("invalid signature (code or signature have been modified)");
+    }
+    return seal;
 }
 
-Tree portableEntries(const Bundle& bundle) {
-    Tree table = Tree::object();
-    for (const std::string& name : {bundle.infoList, bundle.executable, std::string(sealName)}) {
-        if (fs::is_regular_file(bundle.contents / name)) {
-            table[name] = Tree{{"hash2", dataElement(sha256(bundle.contents / name))}};
-        }
+void requireStandard(const std::map<std::string, plist_t>& rules) {
+    if (rules.empty()) {
+        throw SealFailure("invalid resource directory (directory or signature have been modified)");
     }
-    return table;
-}
-
-// Verifying
-
-bool hasHash(const fs::path& path, const Tree& entry) {
-    const std::string strong = dataBytes(valueAt(entry, "hash2"));
-    const std::string weak = dataBytes(entry.is_binary() ? entry : valueAt(entry, "hash"));
-    return !strong.empty() ? strong == sha256(path) : !weak.empty() && weak == sha1(path);
-}
-
-bool isCode(const Tree& entry) {
-    return valueAt(entry, "cdhash").is_binary() || valueAt(entry, "requirement").is_string();
-}
-
-void verifyNestedBundle(const fs::path& path, const Tree& entry, bool portable) {
-    try {
-        const Bundle nested = nestedBundle(path);
-        verify(nested);
-        const fs::path identity = portableSeal(nested);
-        if (!portable ||
-            (fs::is_regular_file(identity) && codeHash(identity) == dataBytes(valueAt(entry, "cdhash")))) {
-            return;
-        }
-    } catch (const SealFailure& failure) {
-        throw failure.inSubcomponent(path);
-    }
-    throw SealFailure(badNestedCode + ("\nfile modified: " + path.native()));
-}
-
-/// True when the item is what the seal says; `portable` tells that our own tool made the seal.
-bool isUnchanged(const fs::path& path, Kind kind, const Tree& entry, bool portable) {
-    const Tree& target = valueAt(entry, "symlink");
-    if (target.is_string() || kind == Kind::link) {
-        return kind == Kind::link && target == Tree(fs::read_symlink(path).native());
-    }
-    if (kind == Kind::bundle && isCode(entry)) {
-        verifyNestedBundle(path, entry, portable);
-        return true;
-    }
-    if (kind == Kind::program && isCode(entry)) {
-        return !portable || codeHash(path) == dataBytes(valueAt(entry, "cdhash"));
-    }
-    return (kind == Kind::file || kind == Kind::program) && hasHash(path, entry);
-}
-
-struct Differences {
-    std::vector<fs::path> added, modified, missing;
-
-    bool empty() const { return added.empty() && modified.empty() && missing.empty(); }
-
-    std::string text() const {
-        std::string lines;
-        for (const fs::path& path : added)
-            lines += "\nfile added: " + path.native();
-        for (const fs::path& path : modified)
-            lines += "\nfile modified: " + path.native();
-        for (const fs::path& path : missing)
-            lines += "\nfile missing: " + path.native();
-        return lines;
-    }
-};
-
-void verifyItems(const Bundle& bundle, const Items& items, const Tree& sealed, bool portable) {
-    Differences differences;
-    for (const auto& [name, item] : items) {
-        const fs::path path = bundle.contents / name;
-        const Tree& entry = valueAt(sealed, name);
-        if (entry.is_null()) {
-            differences.added.push_back(path);
-        } else if (!isUnchanged(path, item.kind, entry, portable)) {
-            differences.modified.push_back(path);
-        }
-    }
-    for (const auto& [name, entry] : sealed.items()) {
-        if (!items.contains(name) && !isTrueAt(entry, "optional")) {
-            differences.missing.push_back(bundle.contents / name);
-        }
-    }
-    if (!differences.empty()) {
-        throw SealFailure(badResource + differences.text());
-    }
-}
-
-void verifyPortableSeal(const Bundle& bundle) {
-    const fs::path file = portableSeal(bundle);
-    Tree sealed;
-    try {
-        sealed =
-            valueAt(parsePropertyTree(platform::FileManager::defaultManager().read(file), file), "files2");
-    } catch (const platform::Error&) {
-        throw SealFailure(badSignature);
-    }
-    for (const std::string& name : {std::string(sealName), bundle.infoList, bundle.executable}) {
-        const fs::path path = bundle.contents / name;
-        const Tree& entry = valueAt(sealed, name);
-        const bool isThere = fs::is_regular_file(path);
-        if (isThere == entry.is_null() || (isThere && !hasHash(path, entry))) {
-            throw SealFailure(name == bundle.infoList ? badInfoList : badSignature);
-        }
-    }
-}
-
-struct ResourceSeal {
-    ResourceRules rules;
-    Tree entries;
-};
-
-ResourceSeal readResourceSeal(const Bundle& bundle) {
-    try {
-        const Tree seal =
-            parsePropertyTree(platform::FileManager::defaultManager().read(bundle.seal()), bundle.seal());
-        const bool isVersion2 = valueAt(seal, "rules2").is_object();
-        const Tree& sealed = valueAt(seal, isVersion2 ? "files2" : "files");
-        if (sealed.is_object()) {
-            return {ResourceRules(valueAt(seal, isVersion2 ? "rules2" : "rules")), sealed};
-        }
-    } catch (const platform::Error&) {
-        throw SealFailure(badSeal);
-    } catch (const std::invalid_argument&) {
-        throw SealFailure(badSeal);
-    }
-    throw SealFailure(badSeal);
-}
-
-void verifyRoot(const Bundle& bundle) {
-    if (bundle.contents.filename() != "Contents") {
-        return;
-    }
-    for (const fs::directory_entry& entry : fs::directory_iterator(bundle.path)) {
-        const fs::path name = entry.path().filename();
-        if (name != "Contents" && name != ".DS_Store" && name != "Icon\r") {
-            throw SealFailure(strayInRoot);
+    const PropertyList standard = makeRuleTable();
+    for (const auto& [expression, rule] : rules) {
+        if (xmlOf(rule) != xmlOf(plist_dict_get_item(standard.get(), expression.c_str()))) {
+            throw SealFailure("resource envelope is obsolete (custom omit rules)");
         }
     }
 }
 
 } // namespace
 
-SealFailure SealFailure::inSubcomponent(const fs::path& nested) const {
-    const std::string text = what();
-    if (text.find("\nIn subcomponent: ") != std::string::npos) {
-        return *this; // the innermost one says where
+void seal(const fs::path& path) {
+    const Bundle bundle(path);
+    const PropertyList seal(plist_new_dict());
+    const plist_t sealed = plist_new_dict();
+    plist_dict_set_item(seal.get(), "files2", sealed);
+    plist_dict_set_item(seal.get(), "portable", plist_new_bool(1));
+    plist_dict_set_item(seal.get(), "rules2", makeRuleTable().release());
+    for (const std::string& name : bundle.items()) {
+        plist_dict_set_item(sealed, name.c_str(), makeEntry(bundle.contents / name));
     }
-    const std::size_t line = std::min(text.find('\n'), text.size());
-    return SealFailure(text.substr(0, line) + "\nIn subcomponent: " + nested.native() + text.substr(line));
+    fs::create_directories(bundle.resourceSeal().parent_path());
+    write(bundle.resourceSeal(), xmlOf(seal.get()));
+    write(bundle.portableSeal(), bundle.signature());
 }
 
-void seal(const Bundle& bundle) {
-    const Tree rules = ResourceRules::standardVersion1(bundle.hasResourcesFolder);
-    const Tree rules2 = ResourceRules::standard(bundle.hasResourcesFolder);
-    const Tree seal = {{"files", entriesVersion1(bundle, rules)},
-                       {"files2", entries(bundle, rules2)},
-                       {"rules", rules},
-                       {"rules2", rules2}};
-    const platform::FileManager& files = platform::FileManager::defaultManager();
-    files.makeFolder(bundle.seal().parent_path());
-    files.writeAtomically(bundle.seal(), xmlPropertyTree(seal));
-    files.writeAtomically(portableSeal(bundle), xmlPropertyTree({{"files2", portableEntries(bundle)}}));
-}
-
-void verify(const Bundle& bundle) {
-    if (!isSealed(bundle)) {
-        throw SealFailure(notSigned);
+void verify(const fs::path& path) {
+    const Bundle bundle(path);
+    const PropertyList seal = readSeal(bundle);
+    requireStandard(entriesOf(plist_dict_get_item(seal.get(), "rules2")));
+    for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
+        const fs::path name = entry.path().filename();
+        if (bundle.contents == path / "Contents" && name != "Contents" && name != ".DS_Store") {
+            throw SealFailure("unsealed contents present in the bundle root");
+        }
     }
-    const bool portable = fs::exists(portableSeal(bundle));
-    if (portable) {
-        verifyPortableSeal(bundle);
+    auto sealed = entriesOf(plist_dict_get_item(seal.get(), "files2"));
+    std::string differences;
+    for (const std::string& name : bundle.items()) {
+        const fs::path item = bundle.contents / name;
+        const auto entry = sealed.extract(name);
+        if (entry.empty()) {
+            differences += "\nfile added: " + item.native();
+        } else if (!matches(item, ruleFor(name) == "nested", entry.mapped())) {
+            differences += "\nfile modified: " + item.native();
+        }
     }
-    verifyRoot(bundle);
-    const ResourceSeal sealed = readResourceSeal(bundle);
-    verifyItems(bundle, itemsToSeal(bundle, sealed.rules), sealed.entries, portable);
-}
-
-bool isSealed(const Bundle& bundle) {
-    return fs::is_regular_file(bundle.seal());
+    for (const auto& [name, entry] : sealed) {
+        if (ruleFor(name) != "optional") {
+            differences += "\nfile missing: " + (bundle.contents / name).native();
+        }
+    }
+    if (!differences.empty()) {
+        throw SealFailure(badResource + differences);
+    }
 }
 
 } // namespace systemtools

@@ -1,5 +1,6 @@
 # Makes the folder DESTINATION from the pack PACK. With APPLICATION, the companion application is put together from
 # that program, the program EXTENSION and the property lists in LISTS, and signed with the tool SEALER if it is set.
+# The extension then gets the ENTITLEMENTS, if these are set.
 
 file(REMOVE_RECURSE "${DESTINATION}")
 file(COPY "${PACK}/" DESTINATION "${DESTINATION}" PATTERN .DS_Store EXCLUDE)
@@ -21,8 +22,11 @@ if(APPLICATION)
   place("${LISTS}/Extension-Info.plist" "${extension}/Contents/Info.plist")
   place("${EXTENSION}" "${extension}/Contents/MacOS/OrvoTransitions")
   if(SEALER)
-    foreach(part "${extension}" "${bundle}") # what is nested comes first
-      execute_process(COMMAND "${SEALER}" --force --sign - "${part}" COMMAND_ERROR_IS_FATAL ANY)
-    endforeach()
+    if(ENTITLEMENTS)
+      set(options --entitlements "${ENTITLEMENTS}")
+    endif()
+    # What is nested comes first.
+    execute_process(COMMAND "${SEALER}" --force --sign - ${options} "${extension}" COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND "${SEALER}" --force --sign - "${bundle}" COMMAND_ERROR_IS_FATAL ANY)
   endif()
 endif()

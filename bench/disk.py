@@ -1,4 +1,4 @@
-"""The place to measure in: a folder, or a fresh file system of its own in an image file."""
+"""Where to measure: a folder, or a fresh file system of its own in an image file."""
 
 import contextlib
 import subprocess
@@ -10,9 +10,9 @@ SIZE = "60G"  # the image takes only what is written
 
 
 @contextlib.contextmanager
-def folder(place, file_system=None):
-    """A new folder in `place`; with a file system, the top of one that is made for it, which root may do."""
-    with tempfile.TemporaryDirectory(prefix="orvo-bench-", dir=place) as work:
+def folder(parent, file_system=None):
+    """A new folder in `parent`; with a file system, the top of one that is made for it, which root may do."""
+    with tempfile.TemporaryDirectory(prefix="orvo-bench-", dir=parent) as work:
         if not file_system:
             yield Path(work).resolve()
             return

@@ -41,7 +41,7 @@ def file_system(folder):
 
 
 def write(samples, machine_text, file_system_name, rounds, page):
-    """Puts the section of this run into the page, in the place of an earlier one under the same heading."""
+    """Puts the section of this run into the page, instead of an earlier one under the same heading."""
     costs = medians(samples)
     heading = f"## {file_system_name}: {', '.join(subjects(costs))}"
     command = shlex.join(["script/bench", *own_arguments()])

@@ -46,9 +46,9 @@ std::string templateOf(const std::string& name) {
 
 /// The width and the height that a PNG declares.
 std::pair<unsigned, unsigned> sizeOf(const std::string& png) {
-    const auto number = [&](std::size_t place) {
+    const auto number = [&](std::size_t offset) {
         unsigned value = 0;
-        for (std::size_t index = place; index < place + 4; ++index) {
+        for (std::size_t index = offset; index < offset + 4; ++index) {
             value = value << 8U | static_cast<unsigned char>(png.at(index));
         }
         return value;
@@ -58,7 +58,7 @@ std::pair<unsigned, unsigned> sizeOf(const std::string& png) {
 
 std::size_t count(const std::string& text, const std::string& part) {
     std::size_t found = 0;
-    for (auto place = text.find(part); place != std::string::npos; place = text.find(part, place + 1)) {
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
         ++found;
     }
     return found;

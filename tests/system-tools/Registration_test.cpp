@@ -83,7 +83,7 @@ TEST_F(Registration, KeepsTheListInTheHomeFolder) {
 
 TEST_F(Registration, KeepsTheListInTheHomeFolderOfTheAccountWithoutHome) {
     if (::geteuid() != 0) {
-        GTEST_SKIP() << "needs root, to take an account whose home folder nobody can write in";
+        GTEST_SKIP() << "needs root's rights";
     }
     fs::permissions(folder.path(), fs::perms(0755));
     fs::copy_file(PLUGINKIT, folder / "pluginkit");

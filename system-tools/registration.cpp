@@ -2,6 +2,7 @@
 // extension known to the system: it only keeps a list.
 
 #include "platform/Error.hpp"
+#include "platform/FileManager.hpp"
 #include "platform/Locations.hpp"
 #include "platform/posix/Descriptor.hpp"
 
@@ -28,7 +29,7 @@ fs::path registrations() {
 
 /// Adds a line to the list or removes it. To remove what is not there is no error: it is what was asked for.
 void update(const fs::path& list, const std::string& line, bool add) {
-    fs::create_directories(list.parent_path());
+    platform::FileManager::defaultManager().makeFolder(list.parent_path());
     const platform::Descriptor locked(::open(list.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
     if (!locked || ::flock(locked.get(), LOCK_EX) != 0) {
         throw platform::fileError("réserver", list, errno);

@@ -90,7 +90,7 @@ TEST_F(Registration, KeepsTheListInTheHomeFolderOfTheAccountWithoutHome) {
     const std::string home = ::getpwnam("nobody")->pw_dir;
     const std::string output = run("LANG=C", {"setpriv", "--clear-groups", "--regid=65534", "--reuid=nobody",
                                               folder / "pluginkit", "-a", extension});
-    EXPECT_NE(output.find(home + "/.local/state"), std::string::npos) << output;
+    EXPECT_NE(output.find(home), std::string::npos) << output;
 }
 
 } // namespace

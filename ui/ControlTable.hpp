@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -57,18 +57,33 @@ struct BackgroundTable {
 };
 inline constexpr BackgroundTable backgroundTable;
 
+/// The glow of a view of some size: its centre, counted from the bottom left, where it has its own colour,
+/// and how far away it has faded to the base colour, at the corner that is farthest.
+struct Glow {
+    double x = 0;
+    double y = 0;
+    double radius = 0;
+};
+
+inline Glow glowIn(double width, double height) {
+    return {(1 + backgroundTable.centreX) * width / 2, (1 + backgroundTable.centreY) * height / 2,
+            std::hypot((1 + std::abs(backgroundTable.centreX)) * width / 2,
+                       (1 + std::abs(backgroundTable.centreY)) * height / 2)};
+}
+
 /// A label is centred and wraps.
 struct LabelControl {
     Frame frame;
     std::string_view text;
     Font font;
     Color color;
-    bool accessibilityElement = false; ///< a screen reader is told when the text changes
+    bool accessibilityElement = false; ///< marked as an element of its own for screen readers
 };
 
 struct ImageControl {
     Frame frame;
     std::optional<Color> tint;
+    std::optional<double> symbolSize; ///< the longer side of a symbol in its middle
 };
 
 struct SpinnerControl {
@@ -85,10 +100,10 @@ struct ButtonControl {
 
 /// The eight controls, in the order in which they are added to the window.
 struct ControlTable {
-    ImageControl icon{{166, 302, 128, 128}, std::nullopt};
+    ImageControl icon{{166, 302, 128, 128}, std::nullopt, std::nullopt};
     LabelControl heading{{35, 250, 390, 40}, "Orvo Transitions", {30, FontWeight::semibold}, Color::white(1)};
     LabelControl subtitle{{35, 213, 390, 30}, "11 transitions pour Final Cut Pro", {15}, Color::white(0.72)};
-    ImageControl symbol{{217, 169, 26, 26}, Color{0.45, 0.85, 0.65, 1.0}};
+    ImageControl symbol{{217, 169, 26, 26}, Color{0.45, 0.85, 0.65, 1.0}, 20};
     SpinnerControl spinner{{219, 171, 22, 22}};
     LabelControl status{{35, 140, 390, 27}, "", {13}, Color::white(0.70), true};
     ButtonControl primary{{85, 76, 290, 48},

@@ -70,6 +70,7 @@ InstallerDelegate::InstallerDelegate(Toolkit& applicationToolkit, Perform runPer
 
 void InstallerDelegate::applicationDidFinishLaunching() {
     toolkit.setCommandHandler([this](Command command) { perform(command); });
+    toolkit.setReturnKey(returnKey);
     toolkit.becomeRegularApplication();
     toolkit.setApplicationIcon(payload.parent_path() / "Orvo.icns");
     optionsItem = &toolkit.installMainMenu(mainMenu);
@@ -101,11 +102,16 @@ void InstallerDelegate::perform(Command command) {
 }
 
 void InstallerDelegate::about() {
-    window->beginSheet({texts::aboutMessage, texts::aboutInformative, {}, std::nullopt},
-                       [](const AlertResponse&) {});
+    if (sheetIsUp) {
+        return;
+    }
+    beginSheet({texts::aboutMessage, texts::aboutInformative, {}, std::nullopt}, [](const AlertResponse&) {});
 }
 
 void InstallerDelegate::install() {
+    if (sheetIsUp) {
+        return;
+    }
     if (completed) {
         toolkit.terminate();
     } else {
@@ -121,9 +127,9 @@ void InstallerDelegate::run(bool uninstall) {
     setControlsEnabled(false);
     symbol->clear();
     spinner->start();
-    heading->setText(uninstall ? texts::uninstalling : texts::installing);
-    subtitle->setText(texts::runningSubtitle);
-    status->setText("");
+    const Screen screen{uninstall ? texts::uninstalling : texts::installing, texts::runningSubtitle, ""};
+    show(screen);
+    announce(screen);
 
     // The worker gets copies, so that nothing of the delegate is read off the main thread.
     auto work = [run = performRun, folder = payload, chosen = selection, uninstall] {
@@ -144,6 +150,17 @@ void InstallerDelegate::run(bool uninstall) {
     });
 }
 
+void InstallerDelegate::show(const Screen& screen) {
+    heading->setText(screen.heading);
+    subtitle->setText(screen.subtitle);
+    status->setText(screen.status);
+}
+
+void InstallerDelegate::announce(const Screen& screen) {
+    toolkit.announce(screen.heading + "\n" + screen.subtitle +
+                     (screen.status.empty() ? "" : "\n" + screen.status));
+}
+
 void InstallerDelegate::setControlsEnabled(bool enabled) {
     primary->setEnabled(enabled);
     optionsItem->setEnabled(enabled);
@@ -152,61 +169,83 @@ void InstallerDelegate::setControlsEnabled(bool enabled) {
 
 void InstallerDelegate::showSuccess(bool uninstall) {
     completed = true;
-    heading->setText(uninstall ? texts::uninstalled : texts::installed);
-    subtitle->setText(uninstall ? texts::uninstalledSubtitle : texts::installedSubtitle);
-    status->setText(uninstall ? "" : texts::installedStatus);
+    const Screen screen = uninstall
+                              ? Screen{texts::uninstalled, texts::uninstalledSubtitle, ""}
+                              : Screen{texts::installed, texts::installedSubtitle, texts::installedStatus};
+    show(screen);
     symbol->showSymbol(texts::successSymbol, texts::successDescription);
     primary->setTitle(texts::finishTitle);
+    returnKey.resultAppeared();
+    announce(screen);
 }
 
 void InstallerDelegate::showFailure(const std::string& description) {
     completed = false;
-    heading->setText(texts::failed);
-    subtitle->setText(texts::failedSubtitle);
-    status->setText(texts::failedStatus);
+    show({texts::failed, texts::failedSubtitle, texts::failedStatus});
     primary->setTitle(texts::retryTitle);
-    window->beginSheet({texts::failureMessage, description, {texts::ok}, std::nullopt},
-                       [](const AlertResponse&) {});
+    if (sheetIsUp) {
+        afterSheet = [this, description] { showFailureSheet(description); };
+    } else {
+        showFailureSheet(description);
+    }
+}
+
+void InstallerDelegate::showFailureSheet(const std::string& description) {
+    returnKey.resultAppeared();
+    beginSheet({texts::failureMessage, description, {texts::ok}, std::nullopt}, [](const AlertResponse&) {});
+}
+
+void InstallerDelegate::beginSheet(const Alert& alert,
+                                   const std::function<void(const AlertResponse&)>& completion) {
+    sheetIsUp = true;
+    window->beginSheet(alert, [this, completion](const AlertResponse& response) {
+        sheetIsUp = false;
+        window->setCloseButtonEnabled(!busy); // a toolkit may have given it back with the sheet's end
+        completion(response);
+        if (afterSheet) {
+            std::exchange(afterSheet, nullptr)();
+        }
+    });
 }
 
 void InstallerDelegate::customize() {
-    if (busy) {
+    if (busy || sheetIsUp) {
         return;
     }
     const std::vector<std::string> names = namesIn(payload);
-    window->beginSheet(
+    beginSheet(
         {texts::chooserMessage, "", {texts::chooserConfirm, texts::cancel}, chooserBoxes(names, selection)},
         [this, names](const AlertResponse& response) {
-            if (response.first) {
+            if (response.first && !busy) {
                 choose(tickedNames(names, response.boxes));
             }
         });
 }
 
 void InstallerDelegate::choose(std::set<std::string> names) {
-    const std::string count = std::to_string(names.size());
+    const Screen screen{std::string(controlTable.heading.text),
+                        std::to_string(names.size()) + texts::selectedSuffix, ""};
     selection = std::move(names);
     completed = false;
     primary->setTitle(std::string(controlTable.primary.title));
-    heading->setText(std::string(controlTable.heading.text));
-    subtitle->setText(count + texts::selectedSuffix);
-    status->setText("");
+    show(screen);
     symbol->clear();
+    announce(screen);
 }
 
 void InstallerDelegate::uninstall() {
-    if (busy) {
+    if (busy || sheetIsUp) {
         return;
     }
-    window->beginSheet({texts::confirmationMessage,
-                        texts::confirmationInformative,
-                        {texts::confirmationConfirm, texts::cancel},
-                        std::nullopt},
-                       [this](const AlertResponse& response) {
-                           if (response.first) {
-                               run(true);
-                           }
-                       });
+    beginSheet({texts::confirmationMessage,
+                texts::confirmationInformative,
+                {texts::confirmationConfirm, texts::cancel},
+                std::nullopt},
+               [this](const AlertResponse& response) {
+                   if (response.first) {
+                       run(true);
+                   }
+               });
 }
 
 std::string InstallerDelegate::performWithEngine(const std::filesystem::path& payload, bool uninstall,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ui/ReturnKey.hpp"
 #include "ui/Toolkit.hpp"
 
 #include <filesystem>
@@ -11,8 +12,8 @@
 namespace ui {
 
 /// Everything that the window knows and decides, without a toolkit: the menus and controls, one run at a
-/// time, the result screen, the chooser and the confirmation. All of it runs on the main thread but the
-/// engine's work.
+/// time, the result screen, the chooser and the confirmation. While a sheet is up every command but quitting
+/// is refused, whoever gives it. All of it runs on the main thread but the engine's work.
 class InstallerDelegate {
 public:
     using Selection = std::optional<std::set<std::string>>;
@@ -60,17 +61,31 @@ public:
     const std::filesystem::path payload;
 
 private:
+    /// The three lines that tell the window's state.
+    struct Screen {
+        std::string heading;
+        std::string subtitle;
+        std::string status;
+    };
+
     static std::string performWithEngine(const std::filesystem::path& payload, bool uninstall,
                                          const Selection& selection);
 
     void perform(Command command);
     void setControlsEnabled(bool enabled);
+    void show(const Screen& screen);
+    void announce(const Screen& screen);
+    void beginSheet(const Alert& alert, const std::function<void(const AlertResponse&)>& completion);
     void choose(std::set<std::string> names);
     void showSuccess(bool uninstall);
     void showFailure(const std::string& description);
+    void showFailureSheet(const std::string& description);
 
     Toolkit& toolkit;
     Perform performRun;
+    ReturnKey returnKey;
+    bool sheetIsUp = false;
+    std::function<void()> afterSheet; ///< shows the failure of a run that ended under a sheet
 };
 
 } // namespace ui

@@ -80,7 +80,8 @@ public:
     virtual ~Window() = default;
     virtual void setCloseButtonEnabled(bool enabled) = 0;
 
-    /// Shows the alert as a sheet; `completion` is called once it is gone.
+    /// Shows the alert as a sheet; `completion` is called once it is gone. Until then nothing behind it
+    /// answers, to assistive technology either. There is one sheet at a time.
     virtual void beginSheet(const Alert& alert, std::function<void(const AlertResponse&)> completion) = 0;
 
     /// Centres the window, makes it key, brings it to the front and activates the application.
@@ -100,6 +101,8 @@ struct Menu {
     std::vector<MenuEntry> entries;
 };
 
+class ReturnKey;
+
 class Toolkit {
 public:
     virtual ~Toolkit() = default;
@@ -107,6 +110,9 @@ public:
     /// The function that carries out a command that a control or menu asks for, set before the first of them
     /// is made.
     virtual void setCommandHandler(std::function<void(Command)> handler) = 0;
+
+    /// The rule that every press of Return is put to; it outlives the toolkit's controls.
+    virtual void setReturnKey(ReturnKey& key) = 0;
 
     /// Gives the application its place in the dock or task bar.
     virtual void becomeRegularApplication() = 0;
@@ -128,6 +134,9 @@ public:
 
     /// A push button that Return presses, wherever the keyboard's focus is.
     virtual Button& addButton(const ButtonControl& control, Command command) = 0;
+
+    /// Has a screen reader say the text at once.
+    virtual void announce(const std::string& text) = 0;
 
     /// Asks the application to end; the delegate is asked first.
     virtual void terminate() = 0;

@@ -7,9 +7,11 @@
 #import <AppKit/AppKit.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
@@ -121,21 +123,28 @@ void click(NSView* view) {
     handlePendingEvents();
 }
 
+/// A press or release of Return.
+NSEvent* key(NSEventType type, NSWindow* window) {
+    return [NSEvent keyEventWithType:type
+                            location:NSZeroPoint
+                       modifierFlags:0
+                           timestamp:0
+                        windowNumber:[window windowNumber]
+                             context:[window graphicsContext]
+                          characters:@"\r"
+         charactersIgnoringModifiers:@"\r"
+                           isARepeat:NO
+                             keyCode:36];
+}
+
+void postKey(NSEventType type, NSWindow* window) {
+    [NSApp postEvent:key(type, window) atStart:NO];
+}
+
 void pressReturn(NSWindow* window) {
     waitForKeyboard(window);
-    for (const NSEventType type : {NSKeyDown, NSKeyUp}) {
-        [NSApp postEvent:[NSEvent keyEventWithType:type
-                                                location:NSZeroPoint
-                                           modifierFlags:0
-                                               timestamp:0
-                                            windowNumber:[window windowNumber]
-                                                 context:[window graphicsContext]
-                                              characters:@"\r"
-                             charactersIgnoringModifiers:@"\r"
-                                               isARepeat:NO
-                                                 keyCode:36]
-                 atStart:NO];
-    }
+    postKey(NSKeyDown, window);
+    postKey(NSKeyUp, window);
     handlePendingEvents();
 }
 
@@ -301,6 +310,7 @@ TEST_F(WindowTest, SymbolIsEmptyAndTinted) {
     EXPECT_EQ(describe([symbol frame]), describe(ui::controlTable.symbol.frame));
     EXPECT_EQ([symbol image], nil);
     EXPECT_EQ(describe([symbol contentTintColor]), describe(*ui::controlTable.symbol.tint));
+    EXPECT_EQ([symbol imageScaling], [[[[NSImageView alloc] init] autorelease] imageScaling]);
 }
 
 TEST_F(WindowTest, SpinnerHidesWhileItStandsStill) {
@@ -318,6 +328,12 @@ TEST_F(WindowTest, PrimaryButtonStandsAsTheTableSays) {
     EXPECT_EQ(describe([primary font]), describe(control.font));
     EXPECT_EQ(describe([primary bezelColor]), describe(control.bezel));
     EXPECT_EQ(describe([primary contentTintColor]), describe(control.tint));
+    NSDictionary* attributes = [[primary attributedTitle] attributesAtIndex:0 effectiveRange:nullptr];
+    EXPECT_EQ(text([[primary attributedTitle] string]), control.title);
+    NSColor* color = [attributes objectForKey:NSForegroundColorAttributeName];
+    NSFont* font = [attributes objectForKey:NSFontAttributeName];
+    EXPECT_EQ(describe(color), describe(control.tint));
+    EXPECT_EQ(describe(font), describe(control.font));
     EXPECT_EQ([primary bezelStyle], NSBezelStyleRounded);
     EXPECT_EQ([primary controlSize], NSControlSizeLarge);
     EXPECT_EQ(text([primary keyEquivalent]), "\r");
@@ -372,7 +388,7 @@ TEST_F(WindowTest, MenusHoldTheirItemsWithKeysAndTargets) {
     EXPECT_EQ([item(0, 2) keyEquivalentModifierMask], static_cast<NSUInteger>(NSCommandKeyMask));
 }
 
-TEST_F(WindowTest, BackgroundIsLightestAtTheGlowAndPlainAtTheFarCorners) {
+TEST_F(WindowTest, BackgroundGlowsAsItIsDefined) {
     NSView* background = backgroundAlone();
     NSBitmapImageRep* picture = pictureOf(background);
     constexpr double step = 1.5 / 255;
@@ -382,10 +398,22 @@ TEST_F(WindowTest, BackgroundIsLightestAtTheGlowAndPlainAtTheFarCorners) {
         EXPECT_NEAR([pixel greenComponent], color.green, step) << x << ", " << y;
         EXPECT_NEAR([pixel blueComponent], color.blue, step) << x << ", " << y;
     };
-    expectColor(230, 75, ui::backgroundTable.glow);
-    expectColor(230, 286, {0.0916, 0.1073, 0.1385, 1}); // 211 points of the 483 to the farthest corners
-    expectColor(1, 498, ui::backgroundTable.base);
-    expectColor(458, 498, ui::backgroundTable.base);
+    const auto [glow, base] = std::pair(ui::backgroundTable.glow, ui::backgroundTable.base);
+    for (const auto& [x, y] : {std::pair(230, 75),
+                               {1, 1},
+                               {458, 1},
+                               {1, 498},
+                               {458, 498},
+                               {230, 286},
+                               {230, 250},
+                               {230, 498},
+                               {100, 400},
+                               {20, 75}}) {
+        const double part = std::hypot(x + 0.5 - 230, y + 0.5 - 75) / std::hypot(230, 425);
+        const auto mix = [&](double from, double to) { return from + (to - from) * part; };
+        expectColor(x, y,
+                    {mix(glow.red, base.red), mix(glow.green, base.green), mix(glow.blue, base.blue), 1});
+    }
 }
 
 TEST_F(WindowTest, BackgroundDrawsAPartLikeTheWhole) {
@@ -446,7 +474,11 @@ TEST_F(WindowTest, ReturnInstallsLikeTheCommandLine) {
     EXPECT_FALSE([[spinner valueForKey:@"isRunning"] boolValue]);
     EXPECT_TRUE([optionsItem() isEnabled]);
     EXPECT_TRUE([closeButton() isEnabled]);
-    EXPECT_EQ(compatibility::announcements(), std::vector<std::string>{"Transitions → Orvo Transitions"});
+    EXPECT_EQ([[symbol image] size].width, 20);
+    EXPECT_EQ(compatibility::announcements(),
+              (std::vector<std::string>{"Installation…\nCela ne prend que quelques instants.",
+                                        "C’est installé.\nRetrouvez vos transitions dans Final Cut Pro.\n"
+                                        "Transitions → Orvo Transitions"}));
     EXPECT_EQ(difference(commandLine({"--install"}), installed(home.path())), "");
 }
 
@@ -471,6 +503,55 @@ TEST_F(WindowTest, TerminationIsRefusedWhileBusy) {
     ASSERT_TRUE(finishRun());
     EXPECT_EQ([delegate applicationShouldTerminate:NSApp], NSTerminateNow);
     EXPECT_TRUE([delegate applicationShouldTerminateAfterLastWindowClosed:NSApp]);
+}
+
+TEST_F(WindowTest, AboutDuringARunGivesTheCloseButtonNotBack) {
+    hold();
+    pressReturn(window);
+    ASSERT_TRUE(choose(item(0, 0)));
+    answer(0);
+    EXPECT_FALSE([closeButton() isEnabled]);
+    EXPECT_FALSE([[window delegate] windowShouldClose:window]);
+    release();
+    ASSERT_TRUE(finishRun());
+    EXPECT_TRUE([closeButton() isEnabled]);
+    EXPECT_TRUE([[window delegate] windowShouldClose:window]);
+}
+
+TEST_F(WindowTest, NothingBehindASheetAnswers) {
+    ASSERT_TRUE(choose(item(1, 0)));
+    NSAlert* chooser = alert();
+    [primary performClick:nil]; // as assistive technology does
+    EXPECT_EQ(text([heading stringValue]), "Orvo Transitions");
+    EXPECT_EQ(alert(), chooser);
+    answer(1);
+}
+
+TEST_F(WindowTest, ReturnHeldDownConfirmsOnce) {
+    waitForKeyboard(window);
+    NSDate* end = [NSDate dateWithTimeIntervalSinceNow:2];
+    while ([end timeIntervalSinceNow] > 0) {
+        postKey(NSKeyDown, window); // no release, and no mark that it is a repeat
+        handlePendingEvents();
+    }
+    expectSuccess();
+    for (int repeat = 0; repeat < 30; ++repeat) {
+        EXPECT_FALSE([delegate accepts:key(NSKeyDown, window)]);
+    }
+    [delegate accepts:key(NSKeyUp, window)];
+    [NSThread sleepForTimeInterval:0.55];
+    EXPECT_TRUE([delegate accepts:key(NSKeyDown, window)]);
+    [delegate accepts:key(NSKeyUp, window)];
+}
+
+TEST_F(WindowTest, ReturnDoesNothingUntilAResultCanBeRead) {
+    install();
+    [NSThread sleepForTimeInterval:0.1];
+    EXPECT_FALSE([delegate accepts:key(NSKeyDown, window)]);
+    [delegate accepts:key(NSKeyUp, window)];
+    [NSThread sleepForTimeInterval:0.55];
+    EXPECT_TRUE([delegate accepts:key(NSKeyDown, window)]);
+    [delegate accepts:key(NSKeyUp, window)];
 }
 
 TEST_F(WindowTest, ConfirmedUninstallRemovesThePack) {
@@ -599,7 +680,7 @@ int main(int argc, char** argv) {
     NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
     [[NSUserDefaults standardUserDefaults]
         registerDefaults:[NSDictionary dictionaryWithObjectsAndKeys:@"YES", @"GSSuppressAppIcon", nil]];
-    [NSApplication sharedApplication];
+    [InstallerApplication sharedApplication];
     [NSApp finishLaunching];
     const int result = RUN_ALL_TESTS();
     [pool release];

@@ -577,6 +577,115 @@ TEST_F(InstallerDelegateTest, AConfirmationLeftOpenCannotStartASecondRun) {
     EXPECT_EQ(toolkit.worker.size(), 1U);
 }
 
+TEST_F(InstallerDelegateTest, RefusesEveryCommandButQuittingWhileASheetIsUp) {
+    const std::vector<std::function<void()>> sheets = {
+        [this] { delegate.about(); }, [this] { delegate.customize(); }, [this] { delegate.uninstall(); },
+        [this] { fail("refus"); }};
+    for (const auto& open : sheets) {
+        open();
+        ASSERT_EQ(toolkit.window.sheets.size(), 1U);
+        for (const ui::Command command :
+             {ui::Command::about, ui::Command::install, ui::Command::customize, ui::Command::uninstall}) {
+            toolkit.command(command);
+        }
+        EXPECT_EQ(toolkit.window.sheets.size(), 1U);
+        EXPECT_TRUE(toolkit.worker.empty());
+        EXPECT_FALSE(delegate.busy);
+        toolkit.takeSheet().completion({false, {}});
+    }
+    delegate.about();
+    toolkit.command(ui::Command::terminate);
+    EXPECT_EQ(toolkit.terminations, 1);
+}
+
+TEST_F(InstallerDelegateTest, TheButtonBehindASheetDoesNotQuitAfterASuccess) {
+    delegate.install();
+    toolkit.finishRun();
+    delegate.customize();
+    toolkit.pressReturn();
+    EXPECT_EQ(toolkit.terminations, 0);
+    toolkit.takeSheet().completion({false, std::vector<bool>(11, true)});
+    toolkit.pressReturn();
+    EXPECT_EQ(toolkit.terminations, 1);
+}
+
+TEST_F(InstallerDelegateTest, AChooserConfirmedDuringARunChangesNothing) {
+    delegate.customize();
+    delegate.run(false);
+    toolkit.takeSheet().completion({true, std::vector<bool>(11, false)});
+    expectRunning("Installation…");
+    EXPECT_FALSE(delegate.selection.has_value());
+    toolkit.finishRun();
+    EXPECT_EQ(toolkit.labels.at(0)->text, "C’est installé.");
+}
+
+TEST_F(InstallerDelegateTest, AFailureUnderASheetIsShownWhenThatSheetIsGone) {
+    failure = "refus";
+    delegate.install();
+    delegate.about();
+    toolkit.finishRun();
+    ASSERT_EQ(toolkit.window.sheets.size(), 1U);
+    const auto about = toolkit.takeSheet();
+    EXPECT_EQ(about.alert.message, "Orvo Transitions 2.3");
+    about.completion({true, {}});
+    const auto shown = toolkit.takeSheet();
+    EXPECT_EQ(shown.alert.informative, "refus");
+    shown.completion({true, {}});
+    EXPECT_TRUE(toolkit.window.sheets.empty());
+}
+
+TEST_F(InstallerDelegateTest, TheEndOfASheetDuringARunLeavesTheCloseButtonDisabled) {
+    delegate.install();
+    delegate.about();
+    toolkit.window.setCloseButtonEnabled(true); // as some toolkits do when a sheet ends
+    toolkit.takeSheet().completion({true, {}});
+    EXPECT_FALSE(toolkit.window.closeButtonEnabled);
+    toolkit.finishRun();
+    EXPECT_TRUE(toolkit.window.closeButtonEnabled);
+}
+
+TEST_F(InstallerDelegateTest, AnnouncesEveryChangeOfStateOnce) {
+    using Texts = std::vector<std::string>;
+    EXPECT_EQ(toolkit.takeAnnouncements(), Texts{}) << "a window that opens is read out by itself";
+    delegate.install();
+    EXPECT_EQ(toolkit.takeAnnouncements(), Texts{"Installation…\nCela ne prend que quelques instants."});
+    toolkit.finishRun();
+    EXPECT_EQ(toolkit.takeAnnouncements(),
+              Texts{"C’est installé.\nRetrouvez vos transitions dans Final Cut Pro.\n"
+                    "Transitions → Orvo Transitions"});
+    startUninstall();
+    EXPECT_EQ(toolkit.takeAnnouncements(), Texts{"Désinstallation…\nCela ne prend que quelques instants."});
+    toolkit.finishRun();
+    EXPECT_EQ(toolkit.takeAnnouncements(), Texts{"C’est désinstallé.\nVous pouvez fermer cette fenêtre."});
+    choose({"Aube", "Brume", "Halo", "Iris"});
+    EXPECT_EQ(toolkit.takeAnnouncements(), Texts{"Orvo Transitions\n4 transitions sélectionnées"});
+}
+
+TEST_F(InstallerDelegateTest, LeavesAFailureToItsSheet) {
+    failure = "refus";
+    delegate.install();
+    toolkit.takeAnnouncements();
+    toolkit.finishRun();
+    toolkit.takeSheet().completion({true, {}});
+    EXPECT_EQ(toolkit.takeAnnouncements(), std::vector<std::string>{});
+}
+
+TEST_F(InstallerDelegateTest, LetsTheReturnKeyRestOnceAResultAppears) {
+    delegate.install();
+    EXPECT_TRUE(toolkit.returnKey->press(false)) << "a run that begins is no result";
+    toolkit.finishRun();
+    EXPECT_EQ(toolkit.labels.at(0)->text, "C’est installé.");
+    toolkit.returnKey->release();
+    EXPECT_FALSE(toolkit.returnKey->press(false));
+    toolkit.pressReturn();
+    EXPECT_EQ(toolkit.terminations, 1) << "only the key rests, not the button";
+}
+
+TEST_F(InstallerDelegateTest, LetsTheReturnKeyRestOnceAFailureAppears) {
+    fail("refus");
+    EXPECT_FALSE(toolkit.returnKey->press(false));
+}
+
 TEST(ChooserGridTest, RefusesAColumnOutOfReach) {
     EXPECT_EQ(ui::chooserGrid.box(6), (ui::Frame{205, 210, 200, 28}));
     EXPECT_THROW(ui::chooserGrid.box(std::numeric_limits<std::int64_t>::max()), std::overflow_error);

@@ -4,6 +4,7 @@
 
 #include <deque>
 #include <memory>
+#include <utility>
 
 namespace tests {
 
@@ -71,6 +72,7 @@ public:
         calls.emplace_back("command handler");
         command = std::move(handler);
     }
+    void setReturnKey(ui::ReturnKey& key) override { returnKey = &key; }
     void becomeRegularApplication() override { calls.emplace_back("regular application"); }
     void setApplicationIcon(const std::filesystem::path& file) override {
         calls.emplace_back("application icon");
@@ -114,6 +116,7 @@ public:
         primary.title = control.title;
         return primary;
     }
+    void announce(const std::string& text) override { announcements.push_back(text); }
     void terminate() override { ++terminations; }
     void runOnWorker(std::function<void()> work) override { worker.push_back(std::move(work)); }
     void runOnMainQueue(std::function<void()> work) override { mainQueue.push_back(std::move(work)); }
@@ -138,8 +141,13 @@ public:
 
     Sheet takeSheet() { return take(window.sheets); }
 
+    /// The announcements since the last call.
+    std::vector<std::string> takeAnnouncements() { return std::exchange(announcements, {}); }
+
     std::vector<std::string> calls; ///< what was made, in order
     std::function<void(ui::Command)> command;
+    ui::ReturnKey* returnKey = nullptr;
+    std::vector<std::string> announcements;
     std::filesystem::path iconFile;
     std::vector<ui::Menu> menus;
     RecordingMenuItem optionsItem;

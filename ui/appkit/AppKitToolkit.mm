@@ -6,6 +6,8 @@
 
 #import <dispatch/dispatch.h>
 
+#include <algorithm>
+
 namespace ui {
 namespace {
 
@@ -30,38 +32,44 @@ SEL actionOf(Command command) {
     return nullptr;
 }
 
-void announce(NSString* text) {
-    NSAccessibilityPostNotificationWithUserInfo(
-        NSApp, NSAccessibilityAnnouncementRequestedNotification, @{
-            NSAccessibilityAnnouncementKey : text,
-            NSAccessibilityPriorityKey : @(NSAccessibilityPriorityMedium)
-        });
+/// The Return key of the keyboard's letters or of its digits.
+bool isReturn(NSEvent* event) {
+    NSString* characters = event.charactersIgnoringModifiers;
+    return [characters isEqualToString:@"\r"] || [characters isEqualToString:@"\003"];
 }
 
 class AppKitLabel final : public Label {
 public:
-    AppKitLabel(NSTextField* field, bool announced) : field(field), announced(announced) {}
-
-    void setText(const std::string& text) override {
-        field.stringValue = nsString(text);
-        if (announced && !text.empty()) {
-            announce(field.stringValue);
-        }
-    }
+    explicit AppKitLabel(NSTextField* field) : field(field) {}
+    void setText(const std::string& text) override { field.stringValue = nsString(text); }
 
 private:
     NSTextField* field;
-    bool announced;
 };
 
 class AppKitButton final : public Button {
 public:
-    explicit AppKitButton(NSButton* button) : button(button) {}
-    void setTitle(const std::string& title) override { button.title = nsString(title); }
+    AppKitButton(NSButton* button, const ButtonControl& control) : button(button), control(control) {
+        setTitle(std::string(control.title));
+    }
+
+    /// In its own colour, because the tint reaches only buttons without a bezel.
+    void setTitle(const std::string& title) override {
+        NSMutableParagraphStyle* centred = [[NSMutableParagraphStyle alloc] init];
+        centred.alignment = NSTextAlignmentCenter;
+        NSDictionary* attributes = @{
+            NSFontAttributeName : nsFont(control.font),
+            NSForegroundColorAttributeName : nsColor(control.tint),
+            NSParagraphStyleAttributeName : centred
+        };
+        button.attributedTitle = [[NSAttributedString alloc] initWithString:nsString(title)
+                                                                 attributes:attributes];
+    }
     void setEnabled(bool enabled) override { button.enabled = enabled; }
 
 private:
     NSButton* button;
+    const ButtonControl control;
 };
 
 class AppKitSpinner final : public Spinner {
@@ -76,16 +84,24 @@ private:
 
 class AppKitImageView final : public ImageView {
 public:
-    explicit AppKitImageView(NSImageView* view) : view(view) {}
+    AppKitImageView(NSImageView* view, std::optional<double> symbolSize)
+        : view(view), symbolSize(symbolSize) {}
 
     void showSymbol(const std::string& name, const std::string& accessibilityDescription) override {
-        view.image = [NSImage imageWithSystemSymbolName:nsString(name)
-                               accessibilityDescription:nsString(accessibilityDescription)];
+        NSImage* image = [NSImage imageWithSystemSymbolName:nsString(name)
+                                   accessibilityDescription:nsString(accessibilityDescription)];
+        if (symbolSize) {
+            const NSSize size = image.size;
+            const double factor = *symbolSize / std::max(size.width, size.height);
+            image.size = NSMakeSize(size.width * factor, size.height * factor);
+        }
+        view.image = image;
     }
     void clear() override { view.image = nil; }
 
 private:
     NSImageView* view;
+    std::optional<double> symbolSize;
 };
 
 class AppKitMenuItem final : public MenuItem {
@@ -121,7 +137,7 @@ private:
 
 } // namespace
 
-AppKitToolkit::AppKitToolkit(id target) : target(target) {}
+AppKitToolkit::AppKitToolkit(id<NSWindowDelegate> target) : target(target) {}
 
 template <typename Control>
 Control& AppKitToolkit::keep(std::unique_ptr<Control> control) {
@@ -183,6 +199,7 @@ Window& AppKitToolkit::makeWindow(const WindowTable& table) {
                     backing:NSBackingStoreBuffered
                       defer:NO];
     window.releasedWhenClosed = NO; // the toolkit owns it
+    window.delegate = target;
     window.title = nsString(table.title);
     window.titleVisibility = NSWindowTitleHidden;
     window.titlebarAppearsTransparent = YES;
@@ -195,7 +212,6 @@ Window& AppKitToolkit::makeWindow(const WindowTable& table) {
 
 NSImageView* AppKitToolkit::addImageSubview(const ImageControl& control) {
     NSImageView* view = [[NSImageView alloc] initWithFrame:nsRect(control.frame)];
-    view.imageScaling = NSImageScaleProportionallyUpOrDown; // whatever size the picture says it has
     if (control.tint) {
         view.contentTintColor = nsColor(*control.tint);
     }
@@ -206,7 +222,8 @@ NSImageView* AppKitToolkit::addImageSubview(const ImageControl& control) {
 void AppKitToolkit::addIcon(const ImageControl& control) {
     NSImageView* view = addImageSubview(control);
     view.image = icon;
-    view.accessibilityElement = NO; // the heading beside it says the same
+    view.imageScaling = NSImageScaleProportionallyUpOrDown; // whatever size the picture says it has
+    view.accessibilityElement = NO;                         // the heading beside it says the same
 }
 
 Label& AppKitToolkit::addLabel(const LabelControl& control) {
@@ -219,11 +236,11 @@ Label& AppKitToolkit::addLabel(const LabelControl& control) {
         label.accessibilityElement = YES;
     }
     [window.contentView addSubview:label];
-    return keep(std::make_unique<AppKitLabel>(label, control.accessibilityElement));
+    return keep(std::make_unique<AppKitLabel>(label));
 }
 
 ImageView& AppKitToolkit::addImageView(const ImageControl& control) {
-    return keep(std::make_unique<AppKitImageView>(addImageSubview(control)));
+    return keep(std::make_unique<AppKitImageView>(addImageSubview(control), control.symbolSize));
 }
 
 Spinner& AppKitToolkit::addSpinner(const SpinnerControl& control) {
@@ -246,7 +263,15 @@ Button& AppKitToolkit::addButton(const ButtonControl& control, Command command) 
     button.contentTintColor = nsColor(control.tint);
     button.keyEquivalent = @"\r";
     [window.contentView addSubview:button];
-    return keep(std::make_unique<AppKitButton>(button));
+    return keep(std::make_unique<AppKitButton>(button, control));
+}
+
+void AppKitToolkit::announce(const std::string& text) {
+    NSAccessibilityPostNotificationWithUserInfo(
+        NSApp, NSAccessibilityAnnouncementRequestedNotification, @{
+            NSAccessibilityAnnouncementKey : nsString(text),
+            NSAccessibilityPriorityKey : @(NSAccessibilityPriorityHigh)
+        });
 }
 
 void AppKitToolkit::terminate() {
@@ -267,6 +292,16 @@ void AppKitToolkit::runOnMainQueue(std::function<void()> work) {
 
 void AppKitToolkit::perform(Command command) const noexcept {
     commandHandler(command);
+}
+
+bool AppKitToolkit::accepts(NSEvent* event) const {
+    if (event.type == NSEventTypeKeyDown && isReturn(event)) {
+        return returnKey->press(event.isARepeat);
+    }
+    if (event.type == NSEventTypeKeyUp && isReturn(event)) {
+        returnKey->release();
+    }
+    return true;
 }
 
 bool AppKitToolkit::validates(NSMenuItem* item) const {

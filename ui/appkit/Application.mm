@@ -6,7 +6,7 @@ namespace ui {
 
 int runApplication(int /*argc*/, char** /*argv*/) {
     @autoreleasepool {
-        NSApplication* application = [NSApplication sharedApplication];
+        NSApplication* application = [InstallerApplication sharedApplication];
         // The application holds its delegate weakly.
         NS_VALID_UNTIL_END_OF_SCOPE ApplicationDelegate* delegate = [[ApplicationDelegate alloc] init];
         application.delegate = delegate;

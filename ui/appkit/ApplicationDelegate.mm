@@ -1,5 +1,16 @@
 #import "ui/appkit/ApplicationDelegate.hpp"
 
+@implementation InstallerApplication
+
+- (void)sendEvent:(NSEvent*)event {
+    auto* delegate = static_cast<ApplicationDelegate*>(self.delegate);
+    if (delegate == nil || [delegate accepts:event]) {
+        [super sendEvent:event];
+    }
+}
+
+@end
+
 @implementation ApplicationDelegate
 
 - (instancetype)init {
@@ -25,6 +36,24 @@
 
 - (BOOL)applicationSupportsSecureRestorableState:(NSApplication*)application {
     return YES;
+}
+
+- (void)applicationDidResignActive:(NSNotification*)notification {
+    toolkit->keyboardLeft();
+}
+
+- (BOOL)windowShouldClose:(id)sender {
+    return installer->applicationShouldTerminate();
+}
+
+- (void)windowDidEndSheet:(NSNotification*)notification {
+    // AppKit gives the button back with the end of a sheet.
+    NSButton* close = [notification.object standardWindowButton:NSWindowCloseButton];
+    close.enabled = installer->applicationShouldTerminate();
+}
+
+- (BOOL)accepts:(NSEvent*)event {
+    return toolkit->accepts(event);
 }
 
 - (BOOL)validateMenuItem:(NSMenuItem*)menuItem {

@@ -16,7 +16,10 @@
 
     NSGradient* gradient = [[NSGradient alloc] initWithStartingColor:ui::nsColor(table.glow)
                                                          endingColor:base];
-    [gradient drawInRect:bounds relativeCenterPosition:NSMakePoint(table.centreX, table.centreY)];
+    // Both circles are stated: a relative centre would move only the outer one.
+    const ui::Glow glow = ui::glowIn(NSWidth(bounds), NSHeight(bounds));
+    const NSPoint centre = NSMakePoint(NSMinX(bounds) + glow.x, NSMinY(bounds) + glow.y);
+    [gradient drawFromCenter:centre radius:0 toCenter:centre radius:glow.radius options:0];
 }
 
 @end

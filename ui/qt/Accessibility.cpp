@@ -1,66 +1,134 @@
 #include "ui/qt/Accessibility.hpp"
 
-#include "ui/qt/IconView.hpp"
-#include "ui/qt/LabelView.hpp"
-#include "ui/qt/Sheet.hpp"
-#include "ui/qt/SpinnerView.hpp"
-#include "ui/qt/SymbolView.hpp"
-#include "ui/qt/TableReader.hpp"
-#include "ui/qt/Texts.hpp"
+#include "ui/qt/AlertSheet.hpp"
+#include "ui/qt/Conversions.hpp"
+#include "ui/qt/InstallerWindow.hpp"
+#include "ui/qt/Views.hpp"
 
 #include <QAccessible>
 #include <QAccessibleWidget>
+#include <QLabel>
 #include <memory>
 #include <optional>
 
 namespace ui::qt {
 namespace {
 
-/// The status line reads as its text, which the reader speaks when it changes.
-class StatusLine final : public QAccessibleWidget {
+/// What was announced, out of sight.
+class Announcement final : public QWidget {
 public:
-    explicit StatusLine(LabelView& label) : QAccessibleWidget(&label, QAccessible::Notification) {}
+    Announcement(const QString& text, QWidget* window) : QWidget(window) { setAccessibleName(text); }
+};
+
+/// The window; a sheet is all that it holds while one is up.
+class WindowInterface final : public QAccessibleWidget {
+public:
+    explicit WindowInterface(InstallerWindow& window) : QAccessibleWidget(&window, QAccessible::Window) {}
+
+    int childCount() const override { return static_cast<int>(parts().size()); }
+    QAccessibleInterface* child(int index) const override {
+        return QAccessible::queryAccessibleInterface(parts().value(index));
+    }
+    int indexOfChild(const QAccessibleInterface* child) const override {
+        return static_cast<int>(parts().indexOf(qobject_cast<QWidget*>(child->object())));
+    }
+
+private:
+    QList<QWidget*> parts() const { return static_cast<const InstallerWindow*>(widget())->reachableParts(); }
+};
+
+class SheetInterface final : public QAccessibleWidget {
+public:
+    explicit SheetInterface(AlertSheet& sheet) : QAccessibleWidget(&sheet, QAccessible::Dialog) {}
+
+    QAccessible::State state() const override {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.modal = true;
+        return state;
+    }
+};
+
+/// An alert's text as one label, which readers speak when its sheet appears; a text field they would not.
+class AlertTextInterface final : public QAccessibleWidget {
+public:
+    explicit AlertTextInterface(AlertText& text) : QAccessibleWidget(&text, QAccessible::StaticText) {}
+
+    int childCount() const override { return 0; }
+    QString text(QAccessible::Text kind) const override {
+        return kind == QAccessible::Name ? static_cast<const AlertText*>(widget())->toPlainText() : QString();
+    }
+};
+
+/// The status line, for a reader's command that reads it.
+class StatusInterface final : public QAccessibleWidget {
+public:
+    explicit StatusInterface(QLabel& label) : QAccessibleWidget(&label, QAccessible::StatusBar) {}
 
     QString text(QAccessible::Text kind) const override {
-        const QString line = static_cast<const QLabel*>(widget())->text();
-        return kind == QAccessible::Name && !line.isEmpty() ? line : toText(texts::statusDescription);
+        return kind == QAccessible::Name ? static_cast<const QLabel*>(widget())->text() : QString();
     }
 };
 
-/// A control that only its role tells apart.
-class DrawnControl final : public QAccessibleWidget {
+/// A widget that only its role tells apart.
+class RoleInterface final : public QAccessibleWidget {
 public:
-    DrawnControl(QWidget& control, QAccessible::Role role) : QAccessibleWidget(&control, role) {}
+    RoleInterface(QWidget& widget, QAccessible::Role role) : QAccessibleWidget(&widget, role) {}
 };
+
+// Qt takes over what a factory makes.
+template <typename Interface, typename... Arguments>
+QAccessibleInterface* make(Arguments&... arguments) {
+    return std::make_unique<Interface>(arguments...).release();
+}
 
 std::optional<QAccessible::Role> roleOf(const QObject& object) {
-    if (dynamic_cast<const Sheet*>(&object) != nullptr) {
-        return QAccessible::Dialog;
-    }
     if (dynamic_cast<const SpinnerView*>(&object) != nullptr) {
         return QAccessible::Animation;
     }
-    if (dynamic_cast<const IconView*>(&object) != nullptr ||
-        dynamic_cast<const SymbolView*>(&object) != nullptr) {
+    if (dynamic_cast<const SymbolView*>(&object) != nullptr) {
         return QAccessible::Graphic;
+    }
+    if (dynamic_cast<const Announcement*>(&object) != nullptr) {
+        return QAccessible::Notification;
     }
     return std::nullopt;
 }
 
-// Qt takes over what a factory makes.
 QAccessibleInterface* describe(const QString&, QObject* object) {
-    auto* label = dynamic_cast<LabelView*>(object);
-    if (label != nullptr && label->announces) {
-        return std::make_unique<StatusLine>(*label).release();
+    if (auto* window = dynamic_cast<InstallerWindow*>(object)) {
+        return make<WindowInterface>(*window);
+    }
+    if (auto* sheet = dynamic_cast<AlertSheet*>(object)) {
+        return make<SheetInterface>(*sheet);
+    }
+    if (auto* text = dynamic_cast<AlertText*>(object)) {
+        return make<AlertTextInterface>(*text);
+    }
+    auto* label = dynamic_cast<QLabel*>(object);
+    if (label != nullptr && label->objectName() == statusName) {
+        return make<StatusInterface>(*label);
     }
     const std::optional<QAccessible::Role> role = object != nullptr ? roleOf(*object) : std::nullopt;
-    return role ? std::make_unique<DrawnControl>(*static_cast<QWidget*>(object), *role).release() : nullptr;
+    return role ? make<RoleInterface>(static_cast<QWidget&>(*object), *role) : nullptr;
 }
 
 } // namespace
 
 void describeControlsToScreenReaders() {
     QAccessible::installFactory(describe);
+}
+
+void announce(InstallerWindow& window, const std::string& text) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+    QAccessibleAnnouncementEvent event(&window, toText(text));
+    event.setPoliteness(QAccessible::AnnouncementPoliteness::Assertive);
+#else
+    // A notification that comes into view is what screen readers speak without being asked. Each is an object
+    // of its own, because a reader may ask for its text after the next one has come.
+    auto announcement = std::make_unique<Announcement>(toText(text), &window);
+    QAccessibleEvent event(announcement.release(), QAccessible::ObjectShow); // the window owns it
+#endif
+    QAccessible::updateAccessibility(&event);
 }
 
 } // namespace ui::qt

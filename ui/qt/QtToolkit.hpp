@@ -18,6 +18,7 @@ public:
     void setTerminationTest(std::function<bool()> test) { applicationShouldTerminate = std::move(test); }
 
     void setCommandHandler(std::function<void(Command)> handler) override;
+    void setReturnKey(ReturnKey& key) override { returnKey = &key; }
     void becomeRegularApplication() override;
     void setApplicationIcon(const std::filesystem::path& file) override;
     MenuItem& installMainMenu(const std::vector<Menu>& menus) override;
@@ -27,6 +28,7 @@ public:
     ImageView& addImageView(const ImageControl& control) override;
     Spinner& addSpinner(const SpinnerControl& control) override;
     Button& addButton(const ButtonControl& control, Command command) override;
+    void announce(const std::string& text) override;
     void terminate() override;
     void runOnWorker(std::function<void()> work) override;
     void runOnMainQueue(std::function<void()> work) override;
@@ -35,18 +37,18 @@ public:
 
 private:
     template <typename Control>
-    Control& keep(std::unique_ptr<Control> control) {
-        Control& kept = *control;
-        controls.push_back(std::move(control));
-        return kept;
-    }
+    Control& keep(std::unique_ptr<Control> control);
+    template <typename View, typename Control>
+    View& add(const Control& control);
+    void addEntries(QMenu& menu, const std::vector<MenuEntry>& entries);
     bool endApplication();
 
     std::function<void(Command)> perform;
     std::function<bool()> applicationShouldTerminate;
-    std::unique_ptr<InstallerMenuBar> menuBar; ///< until the window takes it
+    ReturnKey* returnKey = nullptr;
+    std::unique_ptr<QMenuBar> menuBar; ///< until the window takes it
     std::unique_ptr<InstallerWindow> window;
-    std::vector<std::unique_ptr<QWidget>> controls;
+    std::vector<std::shared_ptr<void>> controls;
 };
 
 } // namespace ui::qt

@@ -12,9 +12,8 @@ inline constexpr auto copy = "Copier";
 inline constexpr auto selectAll = "Tout sélectionner";
 
 // For screen readers
-inline constexpr auto iconDescription = "Icône de Orvo Transitions";
+inline constexpr auto iconDescription = "Icône d’Orvo Transitions";
 inline constexpr auto spinnerDescription = "Opération en cours";
-inline constexpr auto statusDescription = "État";
 inline constexpr auto menuBarDescription = "Barre des menus";
 
 } // namespace ui::qt::texts

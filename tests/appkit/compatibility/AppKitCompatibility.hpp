@@ -19,6 +19,8 @@ constexpr NSCompositingOperation NSCompositingOperationSourceOver = NSCompositeS
 constexpr NSBezelStyle NSBezelStyleRounded = NSRoundedBezelStyle;
 constexpr NSAlertStyle NSAlertStyleWarning = NSWarningAlertStyle;
 constexpr NSProgressIndicatorStyle NSProgressIndicatorStyleSpinning = NSProgressIndicatorSpinningStyle;
+constexpr NSEventType NSEventTypeKeyDown = NSKeyDown;
+constexpr NSEventType NSEventTypeKeyUp = NSKeyUp;
 constexpr auto NSControlSizeLarge = static_cast<NSControlSize>(3);
 
 enum NSWindowTitleVisibility : NSInteger { NSWindowTitleVisible = 0, NSWindowTitleHidden = 1 };

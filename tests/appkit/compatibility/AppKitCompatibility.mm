@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cmath>
 #include <map>
 #include <utility>
 
@@ -287,18 +286,6 @@ void NSAccessibilityPostNotificationWithUserInfo(id element, NSString* notificat
 }
 @end
 
-@implementation NSGradient (Compatibility)
-// GNUstep centres its circle elsewhere. AppKit's centre lies between the middle (0) and an edge (1 or -1),
-// and its circle reaches the corner that is farthest from there.
-- (void)drawInRect:(NSRect)rect relativeCenterPosition:(NSPoint)centre {
-    const NSPoint place = NSMakePoint(NSMidX(rect) + centre.x * NSWidth(rect) / 2,
-                                      NSMidY(rect) + centre.y * NSHeight(rect) / 2);
-    const CGFloat radius = std::hypot((1 + std::abs(centre.x)) * NSWidth(rect) / 2,
-                                      (1 + std::abs(centre.y)) * NSHeight(rect) / 2);
-    [self drawFromCenter:place radius:0 toCenter:place radius:radius options:0];
-}
-@end
-
 @implementation NSFont (Compatibility)
 + (NSFont*)systemFontOfSize:(CGFloat)size weight:(NSFontWeight)weight {
     return weight >= NSFontWeightSemibold ? [NSFont boldSystemFontOfSize:size]
@@ -334,6 +321,10 @@ void NSAccessibilityPostNotificationWithUserInfo(id element, NSString* notificat
     [parent makeKeyWindow];
     handler(NSAlertFirstButtonReturn + index);
     [[alert window] orderOut:nil];
+    // AppKit gives the button back too, whatever it was before.
+    [[parent standardWindowButton:NSWindowCloseButton] setEnabled:YES];
+    [[parent delegate] windowDidEndSheet:[NSNotification notificationWithName:NSWindowDidEndSheetNotification
+                                                                       object:parent]];
 }
 
 @end

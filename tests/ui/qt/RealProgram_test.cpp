@@ -9,9 +9,11 @@
 #include <algorithm>
 #include <fstream>
 #include <set>
+#include <thread>
 #include <utility>
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 namespace tests {
 namespace {
@@ -121,7 +123,7 @@ protected:
         return QImage(QString::fromStdString(folder + "/" + state + ".png"));
     }
 
-    /// Waits until the window looks like the kept picture.
+    /// Waits until the window looks like the kept picture, and Return has rested after a result.
     void waitFor(const std::string& state, const std::vector<QRect>& masks = {}) {
         const QImage reference = picture(state);
         ASSERT_FALSE(reference.isNull()) << state;
@@ -135,6 +137,7 @@ protected:
         const QString kept = QString::fromStdString(std::string(ORVO_FAILURES) + "/" + state + ".png");
         ASSERT_TRUE(alike) << state << " differs by " << distance
                            << (last.save(kept) ? ", see " : ", not saved: ") << kept.toStdString();
+        std::this_thread::sleep_for(600ms);
     }
 
     /// Waits until a sheet has come to rest over the window that was ready.
@@ -147,7 +150,11 @@ protected:
         ASSERT_TRUE(resting);
     }
 
-    void press(const std::vector<std::string>& keys) { screen.press(keys); }
+    /// Later than a repeat of an earlier press would come.
+    void press(const std::vector<std::string>& keys) {
+        std::this_thread::sleep_for(100ms);
+        screen.press(keys);
+    }
     void click(int x, int y) {
         screen.click(window, x * scale, y * scale);
         screen.leave();
@@ -327,6 +334,29 @@ TEST_F(RealProgramTest, AgreesToTheEndOfTheSessionWhenIdle) {
     session.askToEnd();
     EXPECT_TRUE(eventually([&] { return session.agreed(); }));
     session.end();
+    EXPECT_EQ(program->exitStatus(), 0);
+}
+
+TEST_F(RealProgramTest, ReturnHeldDownInstallsAndDoesNotQuit) {
+    start();
+    screen.hold("Return", 3s);
+    waitFor("succeeded");
+    EXPECT_TRUE(program->running());
+    press({"Return"});
+    EXPECT_EQ(program->exitStatus(), 0);
+    expectHome({{"--install"}});
+}
+
+TEST_F(RealProgramTest, LooksTheSameOnADesktopWithoutFonts) {
+    const fs::path fonts = workshop.home().parent_path() / "fonts.conf";
+    writeFile(fonts, "<fontconfig><cachedir>" + fonts.string() + ".cache</cachedir></fontconfig>\n");
+    environment["FONTCONFIG_FILE"] = fonts;
+    start();
+    chooseUninstall();
+    waitFor("confirmation");
+    press({"Escape"});
+    waitFor("ready");
+    press({"ctrl+q"});
     EXPECT_EQ(program->exitStatus(), 0);
 }
 

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <stdexcept>
+#include <thread>
 
 namespace tests {
 namespace {
@@ -71,6 +72,12 @@ void Screen::press(const std::vector<std::string>& keys) const {
     std::vector<std::string> command = {"xdotool", "key", "--clearmodifiers"};
     command.insert(command.end(), keys.begin(), keys.end());
     tool(command);
+}
+
+void Screen::hold(const std::string& key, std::chrono::milliseconds duration) const {
+    tool({"xdotool", "keydown", key});
+    std::this_thread::sleep_for(duration);
+    tool({"xdotool", "keyup", key});
 }
 
 void Screen::click(const std::string& window, int x, int y) const {

@@ -5,6 +5,7 @@
 
 #include <QImage>
 #include <QRect>
+#include <chrono>
 #include <memory>
 
 namespace tests {
@@ -18,6 +19,9 @@ public:
 
     /// Presses keys one after the other, as xdotool names them.
     void press(const std::vector<std::string>& keys) const;
+
+    /// Holds a key down for this long; the server repeats it meanwhile.
+    void hold(const std::string& key, std::chrono::milliseconds duration) const;
 
     /// Moves the mouse to a point of the window and clicks.
     void click(const std::string& window, int x, int y) const;

@@ -49,10 +49,17 @@ void WindowFixture::releaseWithError(const std::string& description) {
     outcome.set_exception(std::make_exception_ptr(engine::InstallError(description)));
 }
 
+ui::qt::AlertSheet* WindowFixture::sheet() {
+    for (ui::qt::AlertSheet* sheet : children<ui::qt::AlertSheet>(&window())) {
+        if (sheet->isVisible()) {
+            return sheet;
+        }
+    }
+    return nullptr;
+}
+
 bool WindowFixture::sheetIsDown() {
-    return QTest::qWaitFor(
-        [this] { return sheet() != nullptr && children<ui::qt::SheetPanel>(sheet()).front()->y() == 0; },
-        patience);
+    return QTest::qWaitFor([this] { return sheet() != nullptr && panel().y() == 0; }, patience);
 }
 
 } // namespace tests

@@ -2,13 +2,12 @@
 
 #include "ui/InstallerDelegate.hpp"
 #include "ui/qt/InstallerWindow.hpp"
-#include "ui/qt/LabelView.hpp"
-#include "ui/qt/PushButton.hpp"
 #include "ui/qt/QtToolkit.hpp"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QLabel>
 #include <QTest>
 #include <future>
 
@@ -30,12 +29,18 @@ protected:
     void releaseWithError(const std::string& description);
 
     ui::qt::InstallerWindow& window() { return toolkit.mainWindow(); }
-    ui::qt::LabelView& label(int index) { return *child<ui::qt::LabelView>(index); }
-    ui::qt::PushButton& primary() { return *child<ui::qt::PushButton>(0); }
-    ui::qt::Sheet* sheet() { return visibleChild<ui::qt::Sheet>(); }
+    QLabel& icon() { return *child<QLabel>(0); }
+    QLabel& label(int index) { return *child<QLabel>(index + 1); }
+    QPushButton& primary() { return *child<QPushButton>(0); }
+    ui::qt::AlertSheet* sheet();
+    QWidget& panel() { return *children<QWidget>(sheet()).front(); }
     QWidget* focus() { return window().focusWidget(); }
 
+    /// Presses and releases a key; Return later than a repeat of an earlier press would come.
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            QTest::qWait(60);
+        }
         QTest::keyClick(window().windowHandle(), key, modifiers);
     }
 
@@ -65,16 +70,6 @@ protected:
     template <typename Widget>
     Widget* child(int index) {
         return children<Widget>(&window().content()).at(static_cast<std::size_t>(index));
-    }
-
-    template <typename Widget>
-    Widget* visibleChild() {
-        for (Widget* widget : children<Widget>(&window().content())) {
-            if (widget->isVisible()) {
-                return widget;
-            }
-        }
-        return nullptr;
     }
 
     std::promise<std::string> outcome;

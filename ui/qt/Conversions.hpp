@@ -6,15 +6,19 @@
 #include <QFont>
 #include <QRect>
 #include <QString>
+#include <filesystem>
 #include <string_view>
 
 /// Turns the figures of the table into Qt's types.
 namespace ui::qt {
 
-/// A frame counted from the bottom left as a rectangle counted from the top left of a place this high.
-QRect toRect(const Frame& frame, double containerHeight);
+/// A frame counted from the bottom left as a rectangle counted from the top left of a parent this high.
+QRect toRect(const Frame& frame, double parentHeight);
 
 QColor toColor(const Color& color);
+
+/// Makes the fonts in this folder, the program's own, known to this program.
+void loadFonts(const std::filesystem::path& folder);
 
 /// A point is a device-independent pixel.
 QFont toFont(const Font& font);

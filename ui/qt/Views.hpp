@@ -5,6 +5,7 @@
 #include <QBasicTimer>
 #include <QWidget>
 
+/// What Qt has no widget for.
 namespace ui::qt {
 
 /// A wheel of spokes that turns while something is in progress.
@@ -22,6 +23,21 @@ protected:
 private:
     QBasicTimer timer;
     int step = 0;
+};
+
+/// Shows the result symbol, a check mark cut out of a filled circle, or nothing.
+class SymbolView final : public QWidget, public ImageView {
+public:
+    SymbolView(const ImageControl& control, QWidget* parent);
+
+    void showSymbol(const std::string& name, const std::string& accessibilityDescription) override;
+    void clear() override;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    const ImageControl control;
 };
 
 } // namespace ui::qt

@@ -1,9 +1,11 @@
-#include "ui/qt/SpinnerView.hpp"
+#include "ui/qt/Views.hpp"
 
-#include "ui/qt/TableReader.hpp"
+#include "ui/qt/Conversions.hpp"
+#include "ui/qt/Style.hpp"
 #include "ui/qt/Texts.hpp"
 
 #include <QPainter>
+#include <QPainterPath>
 
 namespace ui::qt {
 namespace {
@@ -48,6 +50,34 @@ void SpinnerView::paintEvent(QPaintEvent*) {
         painter.drawRoundedRect(spoke, spoke.width() / 2, spoke.width() / 2);
         painter.rotate(360.0 / spokes);
     }
+}
+
+SymbolView::SymbolView(const ImageControl& imageControl, QWidget* parent)
+    : QWidget(parent), control(imageControl) {
+    setGeometry(toRect(control.frame, parent->height()));
+    hide();
+}
+
+void SymbolView::showSymbol(const std::string&, const std::string& accessibilityDescription) {
+    setAccessibleName(toText(accessibilityDescription));
+    show();
+}
+
+void SymbolView::clear() {
+    hide();
+    setAccessibleName({});
+}
+
+void SymbolView::paintEvent(QPaintEvent*) {
+    const double side = control.symbolSize.value_or(width());
+    QRectF circle(0, 0, side, side);
+    circle.moveCenter(QRectF(rect()).center());
+    QPainterPath disc;
+    disc.addEllipse(circle);
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.fillPath(disc.subtracted(checkMark(circle, side * 0.1)),
+                     toColor(control.tint.value_or(Color::white(1))));
 }
 
 } // namespace ui::qt

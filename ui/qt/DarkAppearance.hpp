@@ -1,8 +1,0 @@
-#pragma once
-
-namespace ui::qt {
-
-/// Makes every control dark, whatever the desktop's theme.
-void applyDarkAppearance();
-
-} // namespace ui::qt

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
-#include <future>
 #include <iterator>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -14,7 +12,8 @@ namespace platform {
 
 /// Calls the action with every item of the range, on as many threads as the machine has processors, and
 /// returns when all calls have. Once a call has thrown, no further item is begun; of several exceptions the
-/// one of the earliest item is thrown, which is the one that a plain loop would throw.
+/// one of the earliest item is thrown, which is the one that a plain loop would throw. Where no thread can be
+/// made, the calling one does the work.
 template <typename Range, typename Action>
 void forEachInParallel(Range& items, const Action& action) {
     std::mutex mutex; // of what follows
@@ -42,18 +41,19 @@ void forEachInParallel(Range& items, const Action& action) {
         }
     };
 
-    std::vector<std::future<void>> threads; // this one only waits: what it calls stays the same in every run
     const std::size_t most = std::min<std::size_t>(std::thread::hardware_concurrency(), std::size(items));
+    std::vector<std::thread> threads; // this one only waits: what it calls stays the same in every run
     try {
+        threads.reserve(most);
         while (most > 1 && threads.size() < most) {
-            threads.push_back(std::async(std::launch::async, work));
+            threads.emplace_back(work);
         }
-    } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch): fewer threads do the same work
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): fewer threads do the same work
     }
     if (threads.empty()) {
         work();
     }
-    threads.clear();
+    std::ranges::for_each(threads, &std::thread::join);
     if (failure) {
         std::rethrow_exception(failure);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -8,7 +9,8 @@
 
 namespace platform {
 
-/// The strings of a property list, XML or binary.
+/// The strings of a property list, XML or binary. A Mac also reads the old form (`{ owner = "…"; }`, and a
+/// text alone), which is refused elsewhere.
 struct PropertyList {
     /// The entries of the top-level dictionary whose values are strings.
     std::map<std::string, std::string> strings;
@@ -17,7 +19,10 @@ struct PropertyList {
     bool isDictionaryOfStrings = false;
 };
 
-/// Throws `Error`, naming `source`, when the bytes are not a property list.
+/// What the strings of a list may come to, in bytes: entries may name one long string many times.
+inline constexpr std::size_t mostListText = std::size_t{16} << 20;
+
+/// Throws `Error`, naming `source`, when the bytes are not a property list, or one with more text than that.
 PropertyList parsePropertyList(std::string_view bytes, const std::filesystem::path& source);
 
 } // namespace platform

@@ -11,7 +11,6 @@ namespace {
 constexpr std::string_view signature = "bplist0";
 constexpr std::size_t headerSize = 8;
 constexpr std::size_t trailerSize = 32;
-constexpr std::size_t mostText = std::size_t{16} << 20; // a list may name one long string many times
 
 struct Malformed : std::exception {};
 
@@ -106,7 +105,7 @@ public:
             const std::optional<std::string> value = string(bigEndian(slice(values, at, referenceSize)));
             text += key ? key->size() : 0;
             text += value ? value->size() : 0;
-            if (!key || text > mostText) {
+            if (!key || text > mostListText) {
                 throw Malformed();
             }
             if (value) {

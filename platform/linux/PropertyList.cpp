@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace platform {
@@ -25,15 +26,22 @@ std::optional<PropertyList> readDictionary(const Element& dictionary) {
     PropertyList list;
     list.isDictionaryOfStrings = true;
     const std::vector<Element> items = dictionary.children();
+    std::size_t size = 0;
     for (std::size_t at = 0; at < items.size(); at += 2) {
         if (at + 1 == items.size() || items[at].name() != "key" || !isValue(items[at + 1])) {
             return std::nullopt;
         }
-        if (items[at + 1].name() == "string") {
-            list.strings[items[at].text()] = items[at + 1].text();
-        } else {
+        if (items[at + 1].name() != "string") {
             list.isDictionaryOfStrings = false;
+            continue;
         }
+        std::string key = items[at].text();
+        std::string value = items[at + 1].text();
+        size += key.size() + value.size();
+        if (size > mostListText) {
+            return std::nullopt;
+        }
+        list.strings[std::move(key)] = std::move(value);
     }
     return list;
 }

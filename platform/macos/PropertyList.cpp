@@ -27,12 +27,16 @@ std::optional<std::string> text(CFTypeRef value) {
     return utf8(static_cast<CFStringRef>(value));
 }
 
+Error refusal(const std::filesystem::path& source) {
+    return fileError("lire", source, "ce n’est pas une liste de propriétés valide");
+}
+
 } // namespace
 
 PropertyList parsePropertyList(std::string_view bytes, const std::filesystem::path& source) {
     const Owned<CFPropertyListRef> list = parse(bytes);
     if (!list) {
-        throw fileError("lire", source, "ce n’est pas une liste de propriétés valide");
+        throw refusal(source);
     }
     PropertyList result;
     if (CFGetTypeID(list.get()) != CFDictionaryGetTypeID()) {
@@ -44,10 +48,15 @@ PropertyList parsePropertyList(std::string_view bytes, const std::filesystem::pa
     std::vector<CFTypeRef> values(count);
     CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
 
+    std::size_t size = 0;
     result.isDictionaryOfStrings = true;
     for (std::size_t index = 0; index < count; ++index) {
         const std::optional<std::string> key = text(keys[index]);
         const std::optional<std::string> value = text(values[index]);
+        size += key.value_or("").size() + value.value_or("").size();
+        if (size > mostListText) {
+            throw refusal(source);
+        }
         if (key && value) {
             result.strings[*key] = *value;
         } else {

@@ -40,7 +40,7 @@ TEST(PropertyListTest, TellsAListThatIsNoDictionaryApart) {
 }
 
 TEST(PropertyListTest, RefusesWhatIsNoPropertyList) {
-    for (const char* bytes : {"", "x", "<plist><dict><key>a</dict></plist>", "bplist00", "<html/>"}) {
+    for (const char* bytes : {"", "<plist><dict><key>a</dict></plist>", "<html/>"}) {
         EXPECT_EQ(tests::messageOf<platform::Error>([&] { parsePropertyList(bytes, "p"); }),
                   "Impossible de lire « p » : ce n’est pas une liste de propriétés valide.")
             << bytes;

@@ -9,9 +9,11 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <new>
 
 namespace app {
 namespace {
@@ -24,6 +26,15 @@ std::filesystem::path home() {
 std::optional<std::set<std::string>> selection() {
     const std::optional<std::string> only = argument("--only");
     return only ? std::optional(namesIn(*only)) : std::nullopt;
+}
+
+/// Where not even the memory for the text is left, it is printed from where it lies in the program.
+void printFailure(const std::exception_ptr& failure) {
+    try {
+        printLine(STDERR_FILENO, engine::localizedDescription(failure));
+    } catch (const std::bad_alloc&) {
+        std::fputs("La mémoire manque.\n", stderr);
+    }
 }
 
 } // namespace
@@ -52,7 +63,7 @@ int runCommandLine() {
         printLine(STDOUT_FILENO, installer.perform(contains("--uninstall"), selection()));
         return EXIT_SUCCESS;
     } catch (...) {
-        printLine(STDERR_FILENO, engine::localizedDescription(std::current_exception()));
+        printFailure(std::current_exception());
         return EXIT_FAILURE;
     }
 }

@@ -15,6 +15,8 @@ constexpr const char* pluginkit = "/usr/bin/pluginkit";
 constexpr const char* lsregister = "/System/Library/Frameworks/CoreServices.framework/Frameworks/"
                                    "LaunchServices.framework/Support/lsregister";
 
+constexpr std::uint64_t largestList = std::uint64_t{1} << 20;
+
 fs::path extension(const fs::path& application) {
     return application / "Contents/PlugIns/OrvoTransitions.pluginkit";
 }
@@ -22,7 +24,7 @@ fs::path extension(const fs::path& application) {
 /// Nothing when the list cannot be read.
 std::optional<std::string> ownershipList(const PackInstaller& installer, const fs::path& file) {
     try {
-        return installer.fm.read(file);
+        return installer.fm.read(file, largestList);
     } catch (const platform::Error&) {
         return std::nullopt;
     }
@@ -46,7 +48,7 @@ void checkSignature(const PackInstaller& installer, const fs::path& application)
 }
 
 void checkOwnership(const PackInstaller& installer, const fs::path& application) {
-    if (installer.fm.occupied(application) && !isOwn(installer, application)) {
+    if (installer.fm.existsNoFollow(application) && !isOwn(installer, application)) {
         throw InstallError("Application non reconnue, conservée : " + application.string());
     }
 }

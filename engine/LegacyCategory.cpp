@@ -1,38 +1,36 @@
 #include "engine/LegacyCategory.hpp"
 
+#include "engine/ItemDigest.hpp"
 #include "engine/TemplateMark.hpp"
-#include "engine/Verification.hpp"
-
-#include <utility>
 
 namespace fs = std::filesystem;
 
 namespace engine {
 namespace {
 
-FileTable filesToRemove(const Manifest& manifest, bool uninstall,
-                        const std::function<bool(const std::string&)>& selected) {
+constexpr std::uint64_t largestTemplate = std::uint64_t{1} << 30;
+
+FileTable filesToRemove(const Manifest& manifest, const Request& request) {
     FileTable removed;
     for (const auto& [path, digest] : manifest.files) {
-        if (uninstall && selected(path)) {
+        if (request.selected(path)) {
             removed.emplace(path, digest);
         }
     }
     return removed;
 }
 
-std::map<std::string, std::string> templatesToMark(const PackInstaller& installer, const fs::path& folder,
-                                                   const Manifest& manifest) {
-    std::map<std::string, std::string> marked;
+/// What the new bytes are is kept by their digest alone: templates can be large.
+FileTable templatesToMark(const PackInstaller& installer, const fs::path& folder, const Manifest& manifest) {
+    FileTable marked;
     for (const auto& [path, digest] : manifest.files) {
         const fs::path file = folder / path;
         if (!path.ends_with(".motr") || !installer.exists(file)) {
             continue;
         }
-        const std::string bytes = installer.fm.read(file);
-        std::string markedBytes = deprecated(bytes, file);
-        if (markedBytes != bytes) {
-            marked.emplace(path, std::move(markedBytes));
+        const std::string bytes = installer.fm.read(file, largestTemplate);
+        if (const std::string markedBytes = deprecated(bytes, file); markedBytes != bytes) {
+            marked.emplace(path, textDigest(markedBytes));
         }
     }
     return marked;
@@ -48,8 +46,8 @@ FileTable touchedFiles(const LegacyPlan& plan, const Manifest& manifest) {
 
 void refuseUnknownTemplates(const PackInstaller& installer, const fs::path& folder,
                             const Manifest& manifest) {
-    installer.fm.enumerate(folder, [&](const fs::path& item, bool isFolder) {
-        if (!isFolder && item.extension() == ".motr" &&
+    installer.fm.enumerate(folder, [&](const fs::path& item, const platform::ItemStatus& status) {
+        if (status.kind != platform::ItemStatus::Kind::folder && item.extension() == ".motr" &&
             !manifest.files.contains(installer.relative(item, folder))) {
             throw InstallError("La catégorie historique contient une transition inconnue : " + item.string() +
                                ". Migration interrompue pour la préserver.");
@@ -59,13 +57,20 @@ void refuseUnknownTemplates(const PackInstaller& installer, const fs::path& fold
 
 } // namespace
 
+std::string markedTemplate(const PackInstaller& installer, const fs::path& file) {
+    return deprecated(installer.fm.read(file, largestTemplate), file);
+}
+
 LegacyPlan planLegacy(const PackInstaller& installer, const PackPaths& paths, const Manifest& manifest,
-                      bool uninstall, const std::function<bool(const std::string&)>& selected) {
-    LegacyPlan plan{filesToRemove(manifest, uninstall, selected), {}};
-    if (!uninstall) {
+                      const Request& request) {
+    LegacyPlan plan;
+    if (request.uninstall) {
+        plan.removed = filesToRemove(manifest, request);
+    } else {
         plan.marked = templatesToMark(installer, paths.legacy, manifest);
     }
-    verify(installer, paths.legacy, touchedFiles(plan, manifest), manifest.files, uninstall);
+    plan.found =
+        verify(installer, paths.legacy, touchedFiles(plan, manifest), manifest.files, request.uninstall);
     refuseUnknownTemplates(installer, paths.legacy, manifest);
     return plan;
 }

@@ -1,7 +1,11 @@
 #include "engine/PackInstaller.hpp"
 
+#include "engine/Description.hpp"
+#include "engine/Recovery.hpp"
 #include "engine/Transaction.hpp"
 #include "platform/Digest.hpp"
+#include "platform/Error.hpp"
+#include "platform/FileLock.hpp"
 #include "platform/Locations.hpp"
 
 #include <algorithm>
@@ -11,6 +15,52 @@
 namespace fs = std::filesystem;
 
 namespace engine {
+namespace {
+
+void refuseRunningEditor(const PackInstaller& installer) {
+    if (!installer.register_) {
+        return;
+    }
+    const std::vector<std::string> identifiers = installer.system.runningApplications();
+    if (std::ranges::any_of(identifiers, [](const std::string& identifier) {
+            return identifier.starts_with("com.apple.FinalCut") || identifier == "com.apple.motionapp";
+        })) {
+        throw InstallError("Fermez Final Cut Pro et Motion, puis réessayez.");
+    }
+}
+
+/// Another run must not change what this one is reading. A home that does not exist yet, and one on a disk
+/// that locks no folders, cannot be locked: there the journal keeps the runs apart once they change
+/// something.
+std::optional<platform::FileLock> lockHome(const fs::path& home) {
+    std::optional<platform::FileLock> lock;
+    try {
+        lock = platform::FileLock::tryLock(home);
+    } catch (const platform::Error&) {
+        return std::nullopt;
+    }
+    if (!lock) {
+        throw concurrentRun();
+    }
+    return lock;
+}
+
+void carryOut(Transaction& transaction) {
+    try {
+        transaction.begin();
+        transaction.apply();
+        transaction.commit();
+    } catch (const ConcurrentRunError&) {
+        throw;
+    } catch (const UnconfirmedError&) {
+        throw;
+    } catch (const std::exception&) {
+        throw transaction.rollBack(std::current_exception());
+    }
+    transaction.removeEmptiedFolders();
+}
+
+} // namespace
 
 PackInstaller::PackInstaller(const std::optional<fs::path>& givenHome, const fs::path& givenPayload,
                              bool registers, platform::System givenSystem)
@@ -19,12 +69,28 @@ PackInstaller::PackInstaller(const std::optional<fs::path>& givenHome, const fs:
       register_(registers) {}
 
 std::string PackInstaller::perform(bool uninstall, const Selection& selection) const {
-    return Transaction(*this, uninstall, selection).perform();
+    refuseRunningEditor(*this);
+    const Request request = makeRequest(*this, uninstall, selection);
+    const PackPaths paths(*this);
+    const std::optional<platform::FileLock> lock = lockHome(home);
+    const std::string undone = undoInterruptedRun(*this, paths);
+    try {
+        Plan plan = makePlan(*this, paths, request);
+        std::string text = undone + plan.summary; // nothing may fail after the commit
+        Transaction transaction(*this, paths, plan);
+        carryOut(transaction);
+        return text;
+    } catch (const std::exception&) {
+        if (undone.empty()) {
+            throw;
+        }
+        throw InstallError(undone + localizedDescription(std::current_exception()));
+    }
 }
 
 std::vector<CatalogName> PackInstaller::catalog() const {
     const fs::path file = payload / "catalog.json";
-    return decodeCatalog(fm.read(file), file);
+    return decodeCatalog(fm.read(file, largestRecord), file);
 }
 
 std::vector<std::string> PackInstaller::names() const {
@@ -41,7 +107,7 @@ Manifest PackInstaller::ready(const fs::path& file) const {
     if (!exists(file)) {
         return {owner, {}};
     }
-    Manifest manifest = decodeManifest(fm.read(file), file);
+    Manifest manifest = decodeManifest(fm.read(file, largestRecord), file);
     if (manifest.owner != owner) {
         throw InstallError("Manifeste inconnu : " + file.string());
     }

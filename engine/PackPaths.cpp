@@ -1,49 +1,50 @@
 #include "engine/PackPaths.hpp"
 
-#include <algorithm>
+#include "engine/PackTitles.hpp"
 
 namespace fs = std::filesystem;
 
 namespace engine {
-namespace {
-
-InstallError refused(const fs::path& place) {
-    return InstallError("Lien symbolique refusé, conservé : " + place.string());
-}
-
-bool isBelow(const fs::path& place, const fs::path& folder) {
-    const auto [rest, end] = std::mismatch(place.begin(), place.end(), folder.begin(), folder.end());
-    return end == folder.end() && rest != place.end();
-}
-
-} // namespace
 
 PackPaths::PackPaths(const PackInstaller& installer)
-    : transitions(installer.home / "Movies/Motion Templates.localized/Transitions.localized"),
+    : home(installer.home), transitions(home / "Movies/Motion Templates.localized/Transitions.localized"),
       category(transitions / installer.category), legacy(transitions / installer.legacyCategory),
       installedManifest(category / ".orvo-transitions.json"),
       legacyManifest(legacy / ".orvo-lumopack01.json"),
-      installedApplication(installer.home / "Applications" / applicationName),
+      installedApplication(home / "Applications" / applicationName),
       payloadApplication(installer.payload / applicationName),
       payloadTemplates(installer.payload / "MotionTemplates"),
-      support(installer.home / "Library/Application Support/OrvoTransitions"), backups(support / "Backups"),
-      journal(support / "journal.jsonl"), roots{installer.home, support,
-                                                backups,        installedApplication.parent_path(),
-                                                transitions,    category,
-                                                legacy} {}
+      support(home / "Library/Application Support/OrvoTransitions"), backups(support / "Backups"),
+      journal(support / "journal.jsonl"), hiddenList(installer.fm.hiddenList(legacy)) {}
 
-void PackPaths::refuseLinksOut(const PackInstaller& installer, const fs::path& place) const {
-    if (!isBelow(place, transitions)) {
-        if (installer.relative(place.parent_path(), installer.home) == "<outside>") {
-            throw refused(place.parent_path());
-        }
-        return;
+std::string PackPaths::inHome(const fs::path& path) const {
+    const std::size_t start = home.native().size() + (home.has_relative_path() ? 1 : 0);
+    return path.native().substr(start);
+}
+
+std::optional<std::string> PackPaths::backupPath(const std::string& path) const {
+    const fs::path item = home / path;
+    if (item == installedManifest) {
+        return "manifest.json";
     }
-    for (fs::path folder = place.parent_path(); folder != transitions; folder = folder.parent_path()) {
-        if (installer.fm.isLink(folder)) {
-            throw refused(folder);
-        }
+    if (item == legacyManifest) {
+        return "legacy-manifest.json";
     }
+    if (item == installedApplication) {
+        return applicationName;
+    }
+    if (item == hiddenList) {
+        return "hidden-list";
+    }
+    const std::string categoryPath = inHome(category) + "/";
+    if (path.starts_with(categoryPath) && isTemplateFile(path.substr(categoryPath.size()))) {
+        return "Templates/" + path.substr(categoryPath.size());
+    }
+    const std::string legacyPath = inHome(legacy) + "/";
+    if (path.starts_with(legacyPath) && isTemplateFile(path.substr(legacyPath.size()))) {
+        return "Legacy/" + path.substr(legacyPath.size());
+    }
+    return std::nullopt;
 }
 
 } // namespace engine

@@ -3,14 +3,16 @@
 #include "engine/PackInstaller.hpp"
 
 #include <filesystem>
-#include <vector>
+#include <optional>
+#include <string>
 
 namespace engine {
 
 inline constexpr const char* applicationName = "Orvo Transitions.app";
 
-/// The places that one run works with.
+/// The paths that a run works with.
 struct PackPaths {
+    std::filesystem::path home;
     std::filesystem::path transitions;
     std::filesystem::path category;
     std::filesystem::path legacy;
@@ -22,15 +24,17 @@ struct PackPaths {
     std::filesystem::path support;
     std::filesystem::path backups;
     std::filesystem::path journal;
-
-    std::vector<std::filesystem::path> roots; ///< one at least on every file system that a run changes
+    std::optional<std::filesystem::path> hiddenList; ///< that of the transitions folder
 
     explicit PackPaths(const PackInstaller& installer);
 
-    /// Throws InstallError when a link would lead a change of the place out of the folders that the pack
-    /// works in. People link Movies to another disk, so what stands above the categories may be a link; what
-    /// is below, and the rest of the home folder, may not lead elsewhere.
-    void refuseLinksOut(const PackInstaller& installer, const std::filesystem::path& place) const;
+    /// The path relative to the home folder.
+    std::string inHome(const std::filesystem::path& path) const;
+
+    /// Where a backup folder keeps the item that has this path in the home folder, relative to the backup
+    /// folder; nothing for a path that no run changes. "Movies/…/Orvo Transitions/01 Silk Fade/small.png"
+    /// gives "Templates/01 Silk Fade/small.png".
+    std::optional<std::string> backupPath(const std::string& path) const;
 };
 
 } // namespace engine

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -27,6 +28,9 @@ struct CatalogName {
     std::string name;
     std::optional<bool> retired;
 };
+
+/// No catalogue, manifest or journal is larger, in bytes: 10,000 transitions take a seventh of it.
+inline constexpr std::uint64_t largestRecord = std::uint64_t{64} << 20;
 
 /// A failure of the installer's own. `what()`, its localised description, is exactly `message`.
 struct InstallError : std::runtime_error {

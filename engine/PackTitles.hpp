@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <string>
 #include <string_view>
@@ -28,6 +29,18 @@ inline std::array<std::string, 3> templateFiles(std::string_view transition) {
 /// The transition that a path relative to a category folder belongs to.
 inline std::string transitionOf(std::string_view path) {
     return std::string(path.substr(0, path.find('/')));
+}
+
+/// True when a folder can have this name.
+inline bool isFolderName(const std::string& name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
+           name.find('\0') == std::string::npos;
+}
+
+/// True for the path of a transition's file, relative to a category folder.
+inline bool isTemplateFile(const std::string& path) {
+    const std::string transition = transitionOf(path);
+    return isFolderName(transition) && std::ranges::count(templateFiles(transition), path) == 1;
 }
 
 } // namespace engine

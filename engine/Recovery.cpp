@@ -1,10 +1,12 @@
 #include "engine/Recovery.hpp"
 
 #include "engine/CompanionApplication.hpp"
+#include "engine/Description.hpp"
+#include "engine/ItemDigest.hpp"
 #include "platform/Error.hpp"
-#include "platform/Uuid.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 
 namespace fs = std::filesystem;
@@ -12,166 +14,309 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-constexpr const char* setAsideName = "Interrupted-";
+std::string notRestored(const fs::path& path) {
+    return "« " + path.string() + " » n’a pas pu être rétabli : ";
+}
 
-/// Runs one step; a failure is noted and does not stop the others.
+class Recovery {
+public:
+    Recovery(const PackInstaller& owner, const PackPaths& where, const Journal& record)
+        : installer(owner), fm(owner.fm), paths(where), journal(record) {}
+
+    Undone run();
+
+private:
+    /// Runs one step; a failure is noted, after these words, and does not stop the others.
+    template <typename Step>
+    void attempt(Step step, const std::string& words = {});
+
+    void restoreEmptiedFolder(const std::string& folder);
+    void restore(std::size_t number);
+    void removeUnfinished(const fs::path& path, std::size_t number);
+    std::optional<fs::path> findOriginal(std::size_t number) const;
+    void judgeWithoutOriginal(const fs::path& path, std::size_t number, const std::string& now);
+    void putBack(const fs::path& original, const fs::path& path, std::size_t number);
+    void clear(const fs::path& path, std::size_t number);
+    void settle(const fs::path& item, const fs::path& path, std::size_t number);
+    void keep(const fs::path& item, const fs::path& path, std::size_t number);
+    void discardAside(const fs::path& path, std::size_t number);
+    void move(const fs::path& from, const fs::path& to, std::size_t number);
+    void restoreRegistration();
+    void restoreFolders();
+    void removeStaging();
+    fs::path savedPath(std::size_t number) const { return journal.saved(paths, journal.entries[number]); }
+
+    const PackInstaller& installer;
+    const platform::FileManager& fm;
+    const PackPaths& paths;
+    const Journal& journal;
+    Undone undone;
+};
+
 template <typename Step>
-void attempt(std::vector<std::string>& problems, Step step) {
+void Recovery::attempt(Step step, const std::string& words) {
     try {
         step();
-    } catch (const std::exception& failure) {
-        problems.emplace_back(failure.what());
+    } catch (const std::exception&) {
+        undone.failures.push_back(words + localizedDescription(std::current_exception()));
+    }
+}
+
+Undone Recovery::run() {
+    for (const auto& [folder, state] : journal.folders) {
+        if (state) {
+            attempt([&, &path = folder] { restoreEmptiedFolder(path); });
+        }
+    }
+    for (std::size_t number = journal.entries.size(); number-- > 0;) {
+        attempt([&] { restore(number); }, notRestored(paths.home / journal.entries[number].path));
+    }
+    attempt([&] {
+        if (installer.exists(paths.legacy)) {
+            fm.setHidden(paths.legacy, journal.legacyHidden);
+        }
+    });
+    attempt([&] { restoreRegistration(); });
+    restoreFolders();
+    removeStaging();
+    attempt([&] { fm.synchronizeFileSystems(journal.changedFolders(paths)); });
+    return std::move(undone);
+}
+
+void Recovery::restoreEmptiedFolder(const std::string& folder) {
+    const fs::path emptied = journal.emptied(paths, folder);
+    const fs::path path = paths.home / folder;
+    const std::size_t number = journal.entries.size();
+    fm.removeItem(journal.temporary(emptied, number, 'n'));
+    fm.removeItem(journal.temporary(path, number, 'n'));
+    if (fm.existsNoFollow(emptied) && !fm.existsNoFollow(path)) {
+        fm.moveItem(emptied, path, journal.temporary(path, number, 'n'));
+    }
+}
+
+void Recovery::restore(std::size_t number) {
+    const JournalEntry& entry = journal.entries[number];
+    const fs::path path = paths.home / entry.path;
+    removeUnfinished(path, number);
+    const std::string now = itemDigest(installer, path);
+    const std::optional<fs::path> original = findOriginal(number);
+    const bool isAsBefore = now == entry.before && (entry.before != entry.after || !original ||
+                                                    itemDigest(installer, *original) != entry.before);
+    if (!isAsBefore && original) {
+        putBack(*original, path, number);
+    } else if (!isAsBefore) {
+        judgeWithoutOriginal(path, number, now);
+    }
+    discardAside(path, number);
+}
+
+/// Items that were being made, and one that an undo was looking at when it was cut short.
+void Recovery::removeUnfinished(const fs::path& path, std::size_t number) {
+    fm.removeItem(journal.temporary(path, number, 'n'));
+    fm.removeItem(journal.temporary(savedPath(number), number, 'n'));
+    if (const fs::path item = journal.temporary(path, number, 'u'); fm.existsNoFollow(item)) {
+        settle(item, path, number);
+    }
+}
+
+/// What existed at the path: set aside beside it, or in the backup folder. Between two disks both exist until
+/// the run ends; a folder that was set aside may be half removed by then.
+std::optional<fs::path> Recovery::findOriginal(std::size_t number) const {
+    const JournalEntry& entry = journal.entries[number];
+    const fs::path aside = journal.temporary(paths.home / entry.path, number, 'o');
+    const fs::path saved = savedPath(number);
+    const bool isSaved = fm.existsNoFollow(saved);
+    if (fm.existsNoFollow(aside) &&
+        (!isSaved || !fm.isFolder(aside) || itemDigest(installer, aside) == entry.before)) {
+        return aside;
+    }
+    return isSaved ? std::optional(saved) : std::nullopt;
+}
+
+/// The run has not reached the path, or what it had saved is gone.
+void Recovery::judgeWithoutOriginal(const fs::path& path, std::size_t number, const std::string& now) {
+    const JournalEntry& entry = journal.entries[number];
+    const bool isOwn = !now.empty() && now == entry.after;
+    if (isOwn) {
+        clear(path, number);
+    }
+    if (!entry.before.empty() && (isOwn || now.empty())) {
+        undone.missing.push_back(notRestored(path) + "il n’en existe pas de copie.");
+    }
+}
+
+/// Somebody may write to the path at any moment, so it is cleared again when it is not free.
+void Recovery::putBack(const fs::path& original, const fs::path& path, std::size_t number) {
+    fm.makeFolder(path.parent_path());
+    for (int triesLeft = 3;; --triesLeft) {
+        clear(path, number);
+        try {
+            move(original, path, number);
+            return;
+        } catch (const platform::Error& error) {
+            if (error.number() != EEXIST || triesLeft == 0) {
+                throw;
+            }
+        }
+    }
+}
+
+/// Frees the path. The item gets another name before it is looked at, so that nobody changes it in between.
+void Recovery::clear(const fs::path& path, std::size_t number) {
+    const fs::path item = journal.temporary(path, number, 'u');
+    try {
+        fm.renameItem(path, item);
+    } catch (const platform::Error& error) {
+        if (error.number() == ENOENT) {
+            return;
+        }
+        if (error.number() != EXDEV) {
+            throw;
+        }
+        settle(path, path, number);
+        return;
+    }
+    settle(item, path, number);
+}
+
+void Recovery::settle(const fs::path& item, const fs::path& path, std::size_t number) {
+    const std::string& own = journal.entries[number].after;
+    if (!own.empty() && itemDigest(installer, item) == own) {
+        fm.removeItem(item);
+    } else {
+        keep(item, path, number);
+    }
+}
+
+/// Moves an item of the user's that was found at the path into the backup folder.
+void Recovery::keep(const fs::path& item, const fs::path& path, std::size_t number) {
+    const fs::path backup = journal.backup(paths);
+    fs::path target = backup / "Kept" / paths.inHome(path);
+    for (int next = 2; fm.existsNoFollow(target); ++next) {
+        target = backup / ("Kept-" + std::to_string(next)) / paths.inHome(path);
+    }
+    try {
+        fm.makeFolder(target.parent_path(), 0700);
+        move(item, target, number);
+    } catch (const std::exception&) {
+        if (item != path && !fm.existsNoFollow(path)) {
+            fm.renameItem(item, path);
+        }
+        throw;
+    }
+    undone.kept.push_back("« " + path.string() + " » avait changé entre-temps, et c’est conservé dans « " +
+                          target.string() + " ».");
+}
+
+/// What was set aside and is needed no more.
+void Recovery::discardAside(const fs::path& path, std::size_t number) {
+    const fs::path aside = journal.temporary(path, number, 'o');
+    if (!fm.existsNoFollow(aside)) {
+        return;
+    }
+    if (itemDigest(installer, aside) == journal.entries[number].before) {
+        fm.removeItem(aside);
+    } else {
+        keep(aside, path, number);
+    }
+}
+
+void Recovery::move(const fs::path& from, const fs::path& to, std::size_t number) {
+    const fs::path partial = journal.temporary(to, number, 'n');
+    fm.removeItem(partial);
+    fm.moveItem(from, to, partial);
+}
+
+/// A registration that cannot be given back stops nobody.
+void Recovery::restoreRegistration() {
+    const fs::path& application = paths.installedApplication;
+    if (!journal.unregistered || !hasExtension(installer, application)) {
+        return;
+    }
+    try {
+        if (!installer.register_) {
+            throw InstallError("--no-register");
+        }
+        registerExtension(installer, application);
+    } catch (const std::exception&) {
+        undone.registration = "L’extension de « " + application.string() +
+                              " » n’est plus enregistrée : " + localizedDescription(std::current_exception());
+    }
+}
+
+void Recovery::restoreFolders() {
+    for (auto folder = journal.folders.rbegin(); folder != journal.folders.rend(); ++folder) {
+        attempt([&] {
+            const fs::path path = paths.home / folder->first;
+            if (!folder->second) {
+                fm.removeEmptyFolder(path);
+            } else if (const auto status = fm.status(path);
+                       status && status->kind == platform::ItemStatus::Kind::folder) {
+                fm.setPermissions(path, folder->second->permissions);
+                fm.setModified(path, folder->second->modified);
+            }
+        });
+    }
+}
+
+void Recovery::removeStaging() {
+    try {
+        fm.removeItem(journal.staging(paths));
+    } catch (const std::exception&) {
+        undone.leftover = localizedDescription(std::current_exception());
     }
 }
 
 } // namespace
 
-Recovery::Recovery(const PackInstaller& owner, const PackPaths& places, const RunRecord& found)
-    : installer(owner), paths(places), record(found), backup(places.backups / found.backup) {}
-
-std::vector<std::string> Recovery::undo(const ChangeList& changes,
-                                        const std::function<void(const fs::path&)>& discard) const {
-    Problems problems;
-    remakeFolders(problems);
-    std::for_each(changes.rbegin(), changes.rend(),
-                  [&](const Change& change) { attempt(problems, [&] { putBack(change, discard); }); });
-    attempt(problems, [&] { restoreHiddenFlag(); });
-    attempt(problems, [&] { restoreRegistration(); });
-    removeMadeFolders(problems);
-    attempt(problems, [&] { installer.fm.synchronizeFileSystems(paths.roots); });
-    return problems;
+std::string Undone::text() const {
+    std::string text;
+    const auto add = [&](const std::string& line) { text += line + "\n"; };
+    std::ranges::for_each(kept, add);
+    std::ranges::for_each(missing, add);
+    std::ranges::for_each(failures, add);
+    if (!registration.empty()) {
+        add(registration);
+    }
+    return text;
 }
 
-std::vector<std::string> Recovery::undoInterrupted() const {
-    Problems problems = linksInTheWay();
-    if (!problems.empty()) {
-        return problems;
-    }
-    removeUnfinished(problems);
-    const fs::path kept = backup / (setAsideName + platform::freshUuid());
-    const ChangeList changes = changesFoundOnDisk(problems);
-    const Problems rest = undo(changes, [&](const fs::path& place) { setAside(place, kept); });
-    problems.insert(problems.end(), rest.begin(), rest.end());
-    const fs::path staging = paths.support / record.staging;
-    attempt(problems, [&] { installer.fm.removeItem(staging); });
-    return problems;
+Undone undo(const PackInstaller& installer, const PackPaths& paths, const Journal& journal) {
+    return Recovery(installer, paths, journal).run();
 }
 
-/// Anybody may have put links where the run worked since it was cut short.
-Recovery::Problems Recovery::linksInTheWay() const {
-    Problems problems;
-    std::set<fs::path> checked;
-    for (const Place& place : record.places) {
-        for (const fs::path& item : {installer.home / place.path, backup / place.saved}) {
-            if (checked.insert(item.parent_path()).second) {
-                attempt(problems, [&] { paths.refuseLinksOut(installer, item); });
-            }
-        }
+void endUndone(const JournalFile& file, Undone& undone) {
+    if (!undone.isComplete()) {
+        return;
     }
-    return problems;
-}
-
-/// Copies that were not finished stand beside the places, the saved copies and what was set aside before.
-void Recovery::removeUnfinished(Problems& problems) const {
-    std::vector<fs::path> unfinished;
-    for (const Place& place : record.places) {
-        unfinished.push_back(platform::FileManager::temporaryName(installer.home / place.path));
-        unfinished.push_back(platform::FileManager::temporaryName(backup / place.saved));
-    }
-    attempt(problems, [&] {
-        installer.fm.enumerate(backup, [&](const fs::path& item, bool) {
-            const std::string path = item.lexically_relative(backup).string();
-            if (path.starts_with(setAsideName) && platform::FileManager::isTemporaryName(item)) {
-                unfinished.push_back(item);
-            }
-        });
-    });
-    for (const fs::path& item : unfinished) {
-        attempt(problems, [&] {
-            if (installer.fm.occupied(item)) {
-                installer.fm.removeItem(item);
-            }
-        });
-    }
-}
-
-ChangeList Recovery::changesFoundOnDisk(Problems& problems) const {
-    ChangeList changes;
-    for (const Place& place : record.places) {
-        attempt(problems, [&] {
-            if (installer.fm.occupied(backup / place.saved)) {
-                changes.push_back({place.path, place.saved, false});
-            } else if (!place.existed) {
-                changes.push_back({place.path, {}, false});
-            }
-        });
-    }
-    return changes;
-}
-
-/// Transition folders go when a run empties them; the files need them again. One that was made again already,
-/// by a recovery that was cut short, may still lack its permissions. Those of other folders are the user's.
-void Recovery::remakeFolders(Problems& problems) const {
-    for (const auto& [path, permissions] : record.folders) {
-        const fs::path folder = installer.home / path;
-        attempt(problems, [&, &bits = permissions] {
-            const std::optional<unsigned> found = installer.fm.folderPermissions(folder);
-            const bool isTransition =
-                folder.parent_path() == paths.category || folder.parent_path() == paths.legacy;
-            if (!bits || found == bits || (found && !isTransition)) {
-                return;
-            }
-            installer.mkdir(folder);
-            if (!installer.fm.isLink(folder)) { // whose target is not the run's
-                installer.fm.setPermissions(folder, *bits);
-            }
-        });
-    }
-}
-
-void Recovery::putBack(const Change& change, const std::function<void(const fs::path&)>& discard) const {
-    const fs::path place = placeOf(change);
-    paths.refuseLinksOut(installer, place);
-    if (!change.isTaken && installer.fm.occupied(place)) {
-        discard(place);
-    }
-    if (!change.saved.empty()) {
-        installer.fm.moveItem(backup / change.saved, place);
-    }
-    if (const fs::path leaving = platform::FileManager::temporaryName(place);
-        installer.fm.occupied(leaving)) {
-        installer.fm.removeItem(leaving);
-    }
-}
-
-void Recovery::restoreHiddenFlag() const {
-    if (installer.exists(paths.legacy)) {
-        installer.fm.setHidden(paths.legacy, record.legacyHidden);
-    }
-}
-
-void Recovery::restoreRegistration() const {
-    if (record.unregisters && installer.register_ && hasExtension(installer, paths.installedApplication)) {
-        registerExtension(installer, paths.installedApplication);
-    }
-}
-
-void Recovery::removeMadeFolders(Problems& problems) const {
-    std::for_each(record.folders.rbegin(), record.folders.rend(), [&](const auto& folder) {
-        if (!folder.second) {
-            attempt(problems, [&] { installer.fm.removeEmptyFolder(installer.home / folder.first); });
-        }
-    });
-}
-
-void Recovery::setAside(const fs::path& place, const fs::path& folder) const {
-    const fs::path kept = folder / place.lexically_relative(installer.home);
     try {
-        installer.mkdir(kept.parent_path());
-        installer.fm.moveItem(place, kept);
-    } catch (const platform::Error& failure) {
-        throw platform::fileError("mettre de côté", place, failure.number());
+        file.end();
+    } catch (const UnconfirmedError&) { // NOLINT(bugprone-empty-catch): undoing once more does no harm
+    } catch (const std::exception&) {
+        undone.failures.push_back(localizedDescription(std::current_exception()));
     }
+}
+
+std::string undoInterruptedRun(const PackInstaller& installer, const PackPaths& paths) {
+    const std::optional<JournalFile> file = JournalFile::takeOver(installer, paths);
+    if (!file) {
+        return {};
+    }
+    const Journal journal = file->read();
+    Undone undone = undo(installer, paths, journal);
+    if (!undone.leftover.empty()) {
+        undone.failures.push_back(undone.leftover);
+    }
+    endUndone(*file, undone);
+    const std::string saved = journal.backup(paths).string();
+    if (!undone.missing.empty() || !undone.failures.empty()) {
+        throw InstallError("Une installation précédente a été interrompue et l’état d’avant n’a pas pu être "
+                           "rétabli entièrement.\n" +
+                           undone.text() + "Sauvegarde : " + saved);
+    }
+    return "Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli. "
+           "Sauvegarde : « " +
+           saved + " ».\n" + undone.text() + "\n";
 }
 
 } // namespace engine

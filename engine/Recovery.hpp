@@ -1,50 +1,41 @@
 #pragma once
 
-#include "engine/Changes.hpp"
-#include "engine/PackPaths.hpp"
-#include "engine/RunRecord.hpp"
+#include "engine/JournalFile.hpp"
 
-#include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
 namespace engine {
 
-/// Puts back the state that a run found.
-class Recovery {
-public:
-    Recovery(const PackInstaller& installer, const PackPaths& paths, const RunRecord& record);
+/// The outcome of an undo, in French sentences.
+struct Undone {
+    std::vector<std::string> kept;     ///< the user's own items that were in the way, and where they are now
+    std::vector<std::string> missing;  ///< what cannot be given back any more
+    std::vector<std::string> failures; ///< what another try may still restore
+    std::string registration;          ///< why the extension is no longer registered, if it is not
+    std::string leftover;              ///< why the staging folder is still there, if it is
 
-    /// Undoes the changes, the last one first, and returns what could not be put back, a French sentence
-    /// each. `discard` gets rid of what the run left at a place.
-    std::vector<std::string>
-    undo(const ChangeList& changes,
-         const std::function<void(const std::filesystem::path& place)>& discard) const;
+    bool isRestored() const { return missing.empty() && failures.empty() && registration.empty(); }
 
-    /// The same for a run that was cut short, of which only the record and the backup folder tell how far it
-    /// came. What stands at its places may be the user's own by now, so it is moved into the backup folder.
-    std::vector<std::string> undoInterrupted() const;
+    /// Whether nothing is left to do for another run.
+    bool isComplete() const { return failures.empty() && leftover.empty(); }
 
-private:
-    using Problems = std::vector<std::string>;
-
-    Problems linksInTheWay() const;
-    void removeUnfinished(Problems& problems) const;
-    void remakeFolders(Problems& problems) const;
-    void putBack(const Change& change,
-                 const std::function<void(const std::filesystem::path&)>& discard) const;
-    void restoreHiddenFlag() const;
-    void restoreRegistration() const;
-    void removeMadeFolders(Problems& problems) const;
-    void setAside(const std::filesystem::path& place, const std::filesystem::path& folder) const;
-    ChangeList changesFoundOnDisk(Problems& problems) const;
-    std::filesystem::path placeOf(const Change& change) const { return installer.home / change.place; }
-
-    const PackInstaller& installer;
-    const PackPaths& paths;
-    const RunRecord& record;
-    std::filesystem::path backup;
+    /// What the user has to know, a line each.
+    std::string text() const;
 };
+
+/// Puts back what a run found, after a failure or a cut, from the journal, the backup folder and what exists
+/// at its paths. Only what is the run's own by its digest is removed; everything else there is the user's and
+/// moves into the backup folder when something has to go back to its path. What the run never reached stays
+/// as it is. Never throws for a failure of the file system: it does all that it can, and may be called again
+/// for the rest.
+Undone undo(const PackInstaller& installer, const PackPaths& paths, const Journal& journal);
+
+/// Ends the journal of a run that was wholly undone; another one stays. What fails is added to the outcome.
+void endUndone(const JournalFile& file, Undone& undone);
+
+/// Undoes the run that was cut short in this home, if there is one, and returns what the user has to know of
+/// it. Throws InstallError when something could not be put back, ConcurrentRunError when that run is alive.
+std::string undoInterruptedRun(const PackInstaller& installer, const PackPaths& paths);
 
 } // namespace engine

@@ -10,15 +10,38 @@
 
 #include <map>
 #include <utility>
-#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace platform {
+namespace {
+
+/// Disks without a cache of their own and network disks do not know the full flushes.
+bool isUnknownFlush(int number) {
+    return number == ENOTSUP || number == EINVAL || number == ENOTTY;
+}
+
+std::uint32_t flagsOf(const fs::path& item) {
+    struct stat found {};
+    if (retrying([&] { return ::lstat(item.c_str(), &found); }) != 0) {
+        throw fileError("lire", item, errno);
+    }
+    return static_cast<std::uint32_t>(found.st_flags);
+}
+
+} // namespace
+
 namespace parts {
+
+const bool copiesCompanions = true;
 
 int renameWithoutReplacing(const char* from, const char* to) {
     return ::renamex_np(from, to, RENAME_EXCL);
+}
+
+int flushFile(int file) {
+    const int result = ::fcntl(file, F_FULLFSYNC);
+    return result != 0 && isUnknownFlush(errno) ? ::fsync(file) : result;
 }
 
 int flushFileSystem(int file) {
@@ -26,49 +49,47 @@ int flushFileSystem(int file) {
     if (result > 0) { // it is not documented whether it returns the number or sets it
         errno = result;
     }
-    if (result != 0 && (errno == ENOTSUP || errno == ENOTTY)) { // network disks
+    if (result != 0 && isUnknownFlush(errno)) {
         ::sync();
         return 0;
     }
     return result == 0 ? 0 : -1;
 }
 
-} // namespace parts
-
-void FileManager::copyItem(const fs::path& from, const fs::path& to) const {
-    const struct stat original = parts::information(from, "lire");
-    if (!S_ISREG(original.st_mode) && !S_ISLNK(original.st_mode) && !S_ISDIR(original.st_mode)) {
-        throw fileError("copier", from, ENXIO);
-    }
-    if (occupied(to)) { // copyfile would copy a folder into the folder that stands there
-        throw fileError("copier", from, to, EEXIST);
-    }
-    constexpr copyfile_flags_t flags =
-        COPYFILE_ALL | COPYFILE_CLONE | COPYFILE_RECURSIVE | COPYFILE_NOFOLLOW | COPYFILE_EXCL;
+void copyFile(const fs::path& from, const fs::path& to, const struct stat& /*original*/) {
+    constexpr copyfile_flags_t flags = COPYFILE_ALL | COPYFILE_CLONE | COPYFILE_NOFOLLOW | COPYFILE_EXCL;
     if (::copyfile(from.c_str(), to.c_str(), nullptr, flags) != 0) {
         throw fileError("copier", from, to, errno);
     }
 }
 
+void copyFolderAttributes(const fs::path& from, const fs::path& to) {
+    constexpr copyfile_flags_t flags = COPYFILE_METADATA | COPYFILE_NOFOLLOW;
+    if (retrying([&] { return ::copyfile(from.c_str(), to.c_str(), nullptr, flags); }) != 0) {
+        throw fileError("copier", from, to, errno);
+    }
+}
+
+} // namespace parts
+
 bool FileManager::isHidden(const fs::path& folder) const {
-    struct stat found {};
-    return retrying([&] { return ::lstat(folder.c_str(), &found); }) == 0 &&
-           (found.st_flags & UF_HIDDEN) != 0;
+    return existsNoFollow(folder) && (flagsOf(folder) & UF_HIDDEN) != 0;
 }
 
 void FileManager::setHidden(const fs::path& folder, bool hidden) const {
-    if (isHidden(folder) == hidden) {
-        return;
-    }
-    const struct stat found = parts::information(folder, "régler la visibilité de");
-    const auto flags = hidden ? found.st_flags | UF_HIDDEN : found.st_flags & ~std::uint32_t{UF_HIDDEN};
-    if (retrying([&] { return ::lchflags(folder.c_str(), flags); }) != 0) {
+    const std::uint32_t found = flagsOf(folder);
+    const std::uint32_t wanted = hidden ? found | UF_HIDDEN : found & ~std::uint32_t{UF_HIDDEN};
+    if (wanted != found && retrying([&] { return ::lchflags(folder.c_str(), wanted); }) != 0) {
         throw fileError("régler la visibilité de", folder, errno);
     }
 }
 
 std::optional<fs::path> FileManager::hiddenList(const fs::path& /*folder*/) const {
     return std::nullopt;
+}
+
+std::string FileManager::hiddenListWithout(const fs::path& /*folder*/) const {
+    return {};
 }
 
 void FileManager::synchronize(const std::vector<fs::path>& items) const {
@@ -87,8 +108,8 @@ void FileManager::synchronize(const std::vector<fs::path>& items) const {
     // fsync hands the data to the drive, which may hold it back; one full flush a drive makes it durable.
     for (const auto& [number, last] : disks) {
         const auto& [item, file] = last;
-        if (retrying([&] { return ::fcntl(file.get(), F_FULLFSYNC); }) != 0 && errno != ENOTSUP &&
-            errno != EINVAL && errno != ENOTTY) { // disks without a cache of their own, and network disks
+        const int descriptor = file.get();
+        if (retrying([&] { return parts::flushFile(descriptor); }) != 0) {
             throw fileError("enregistrer sur le disque", item, errno);
         }
     }

@@ -38,6 +38,9 @@ public:
         return open < 0 || ::close(open) == 0 || errno == EINTR;
     }
 
+    /// Gives the open file to another owner.
+    int release() { return std::exchange(number, -1); }
+
 private:
     int number;
 };

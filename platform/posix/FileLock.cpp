@@ -12,8 +12,8 @@
 namespace platform {
 namespace {
 
-/// Network disks hold a file for one process only when it is open for writing, which a folder cannot be.
-Descriptor openForHolding(const std::filesystem::path& path) {
+/// Network disks lock a file for one process only when it is open for writing, which a folder cannot be.
+Descriptor openForLocking(const std::filesystem::path& path) {
     Descriptor file(
         retrying([&] { return ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
     return file ? std::move(file) : parts::openForReading(path, O_NOFOLLOW);
@@ -21,8 +21,8 @@ Descriptor openForHolding(const std::filesystem::path& path) {
 
 } // namespace
 
-std::optional<FileLock> FileLock::acquire(const std::filesystem::path& path) {
-    Descriptor file = openForHolding(path);
+std::optional<FileLock> FileLock::tryLock(const std::filesystem::path& path) {
+    Descriptor file = openForLocking(path);
     struct stat found {};
     if (::fstat(file.get(), &found) != 0 || (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode))) {
         throw fileError("lire", path, ENXIO);
@@ -36,11 +36,11 @@ std::optional<FileLock> FileLock::acquire(const std::filesystem::path& path) {
     throw fileError("réserver", path, errno);
 }
 
-bool FileLock::holds(const std::filesystem::path& path) const {
-    struct stat held {};
+bool FileLock::locks(const std::filesystem::path& path) const {
+    struct stat locked {};
     struct stat found {};
-    return ::fstat(file.get(), &held) == 0 && ::lstat(path.c_str(), &found) == 0 &&
-           held.st_dev == found.st_dev && held.st_ino == found.st_ino;
+    return ::fstat(file.get(), &locked) == 0 && ::lstat(path.c_str(), &found) == 0 &&
+           locked.st_dev == found.st_dev && locked.st_ino == found.st_ino;
 }
 
 } // namespace platform

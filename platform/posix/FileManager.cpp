@@ -3,13 +3,18 @@
 #include "platform/Error.hpp"
 #include "platform/posix/FileManagerParts.hpp"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
+#include <iterator>
+#include <memory>
 #include <set>
 #include <system_error>
-#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -44,37 +49,257 @@ bool writeAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
-namespace {
-
-/// For FAT and some network disks, which know no exclusive rename.
-int renameAfterLooking(const fs::path& from, const fs::path& to) {
-    struct stat found {};
-    if (::lstat(to.c_str(), &found) == 0) {
-        errno = EEXIST;
-        return -1;
-    }
-    return retrying([&] { return ::rename(from.c_str(), to.c_str()); });
-}
-
-} // namespace
-
-bool renameExclusively(const fs::path& from, const fs::path& to) {
-    int result = retrying([&] { return renameWithoutReplacing(from.c_str(), to.c_str()); });
-    if (result != 0 && (errno == EINVAL || errno == ENOTSUP)) {
-        result = renameAfterLooking(from, to);
-    }
-    if (result != 0 && errno != EXDEV) {
-        throw fileError("déplacer", from, to, errno);
-    }
-    return result == 0;
-}
-
 } // namespace parts
 
 namespace {
 
-constexpr const char* temporaryEnding = ".orvo-partial";
 constexpr std::size_t pieceSize = std::size_t{64} * 1024;
+constexpr unsigned allPermissions = 07777;
+
+/// True for the errors that tell that there is no item.
+bool tellsOfNoItem(int number) {
+    return number == ENOENT || number == ENOTDIR || number == ELOOP;
+}
+
+/// What `stat` or `lstat` tells of the item; nothing when there is none. Throws `Error` when it cannot tell.
+std::optional<struct stat> inspect(const fs::path& path, int (*inspection)(const char*, struct stat*)) {
+    struct stat found {};
+    if (retrying([&] { return inspection(path.c_str(), &found); }) == 0) {
+        return found;
+    }
+    if (tellsOfNoItem(errno)) {
+        return std::nullopt;
+    }
+    throw fileError("lire", path, errno);
+}
+
+/// The modification date; macOS has a name of its own for it.
+template <typename Status>
+timespec modified(const Status& status) {
+    if constexpr (requires { status.st_mtimespec; }) {
+        return status.st_mtimespec;
+    } else {
+        return status.st_mtim;
+    }
+}
+
+/// The date in nanoseconds since 1970; one of another era is moved to the nearest date that has such a
+/// number.
+std::int64_t nanoseconds(const timespec& date) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    constexpr std::int64_t second = std::nano::den;
+    const std::int64_t seconds = date.tv_sec;
+    if (seconds > Limits::max() / second - 1 || seconds < Limits::min() / second + 1) {
+        return seconds > 0 ? Limits::max() : Limits::min();
+    }
+    return seconds * second + date.tv_nsec;
+}
+
+ItemStatus::Kind kindOf(mode_t mode) {
+    using Kind = ItemStatus::Kind;
+    return S_ISREG(mode)   ? Kind::file
+           : S_ISDIR(mode) ? Kind::folder
+           : S_ISLNK(mode) ? Kind::link
+                           : Kind::other;
+}
+
+// --- folders
+
+struct CloseListing {
+    void operator()(DIR* listing) const { ::closedir(listing); }
+};
+
+/// The names of all items in the folder, sorted.
+std::vector<std::string> names(const fs::path& folder, int flags = 0) {
+    Descriptor file(retrying(
+        [&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | flags); }));
+    const std::unique_ptr<DIR, CloseListing> listing(file ? ::fdopendir(file.get()) : nullptr);
+    if (!listing) {
+        throw fileError("parcourir le dossier", folder, errno);
+    }
+    file.release();
+    std::vector<std::string> found;
+    for (;;) {
+        errno = 0;
+        const dirent* entry = ::readdir(listing.get());
+        if (entry != nullptr) {
+            found.emplace_back(entry->d_name);
+        } else if (errno == 0) {
+            break;
+        } else if (errno != EINTR) {
+            throw fileError("parcourir le dossier", folder, errno);
+        }
+    }
+    std::erase_if(found, [](const std::string& name) { return name == "." || name == ".."; });
+    std::ranges::sort(found);
+    return found;
+}
+
+/// Lets the owner change what is in the folder; whether that succeeds, the change itself shows.
+void makeFolderWritable(const fs::path& folder) {
+    const unsigned found = parts::information(folder, "supprimer").st_mode & allPermissions;
+    if ((found & S_IRWXU) != S_IRWXU) {
+        retrying([&] { return ::chmod(folder.c_str(), static_cast<mode_t>(found | S_IRWXU)); });
+    }
+}
+
+bool isRemoved(const fs::path& item) {
+    return retrying([&] { return std::remove(item.c_str()); }) == 0 || tellsOfNoItem(errno);
+}
+
+void removeTree(const fs::path& item) {
+    if (isRemoved(item)) {
+        return;
+    }
+    if (errno != ENOTEMPTY && errno != EEXIST) {
+        throw fileError("supprimer", item, errno);
+    }
+    makeFolderWritable(item);
+    for (const std::string& name : names(item, O_NOFOLLOW)) {
+        removeTree(item / name);
+    }
+    if (!isRemoved(item)) {
+        throw fileError("supprimer", item, errno);
+    }
+}
+
+// --- renames
+
+/// For FAT and some network disks, which know no exclusive rename.
+int renameAfterLooking(const fs::path& from, const fs::path& to) {
+    struct stat found {};
+    if (retrying([&] { return ::lstat(to.c_str(), &found); }) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return errno == ENOENT ? retrying([&] { return ::rename(from.c_str(), to.c_str()); }) : -1;
+}
+
+void renameExclusively(const fs::path& from, const fs::path& to) {
+    int result = retrying([&] { return parts::renameWithoutReplacing(from.c_str(), to.c_str()); });
+    if (result != 0 && (errno == EINVAL || errno == ENOTSUP)) {
+        result = renameAfterLooking(from, to);
+    }
+    if (result != 0) {
+        throw fileError("déplacer", from, to, errno);
+    }
+}
+
+void changePermissions(const fs::path& path, unsigned permissions) {
+    if (retrying([&] { return ::chmod(path.c_str(), static_cast<mode_t>(permissions)); }) != 0) {
+        throw fileError("régler les permissions de", path, errno);
+    }
+}
+
+/// A folder can be renamed only by who may write to it: Linux changes its "..", macOS asks for it always.
+void renameReadOnlyFolder(const fs::path& from, const fs::path& to, unsigned permissions) {
+    changePermissions(from, permissions | S_IWUSR);
+    try {
+        renameExclusively(from, to);
+    } catch (const Error&) {
+        changePermissions(from, permissions);
+        throw;
+    }
+    try {
+        changePermissions(to, permissions);
+    } catch (const Error&) {
+        renameExclusively(to, from);
+        throw;
+    }
+}
+
+// --- copies
+
+void changeDate(const fs::path& path, const timespec& date) {
+    const std::array<timespec, 2> dates{{{0, UTIME_OMIT}, date}};
+    if (retrying([&] { return ::utimensat(AT_FDCWD, path.c_str(), dates.data(), AT_SYMLINK_NOFOLLOW); }) !=
+        0) {
+        throw fileError("dater", path, errno);
+    }
+}
+
+void copyLink(const fs::path& from, const fs::path& to, const std::string& target) {
+    if (retrying([&] { return ::symlink(target.c_str(), to.c_str()); }) != 0) {
+        throw fileError("copier", from, to, errno);
+    }
+}
+
+/// Gives the copy the permissions and the date of the original where the system has not done so.
+void completeCopy(const fs::path& from, const fs::path& to, const struct stat& original) {
+    const struct stat copy = parts::information(to, "copier");
+    if (S_ISREG(original.st_mode) && copy.st_size != original.st_size) {
+        throw fileError("copier", from, "la copie n’a pas la taille du fichier");
+    }
+    constexpr unsigned copied = 0777; // rights that nobody asked for are no part of a copy
+    if (!S_ISLNK(original.st_mode) && (copy.st_mode & allPermissions) != (original.st_mode & copied)) {
+        changePermissions(to, original.st_mode & copied);
+    }
+    if (nanoseconds(modified(copy)) != nanoseconds(modified(original))) {
+        changeDate(to, modified(original));
+    }
+}
+
+/// Copies the item with all in it, and calls `copied` with each path that was written.
+void copyTree(const FileManager& files, const fs::path& from, const fs::path& to,
+              const std::function<void(const fs::path&)>& copied) {
+    const struct stat original = parts::information(from, "lire");
+    if (S_ISREG(original.st_mode)) {
+        parts::copyFile(from, to, original);
+    } else if (S_ISLNK(original.st_mode)) {
+        copyLink(from, to, files.linkTarget(from));
+    } else if (!S_ISDIR(original.st_mode)) {
+        throw fileError("copier", from, ENXIO);
+    } else if (retrying([&] { return ::mkdir(to.c_str(), S_IRWXU); }) != 0) {
+        throw fileError("copier", from, to, errno);
+    } else {
+        for (const std::string& name : parts::copiesCompanions ? files.list(from) : names(from, O_NOFOLLOW)) {
+            copyTree(files, from / name, to / name, copied);
+        }
+        parts::copyFolderAttributes(from, to);
+    }
+    completeCopy(from, to, original);
+    copied(to);
+}
+
+// --- contents
+
+struct OpenFile {
+    Descriptor file;
+    std::uint64_t size;
+};
+
+OpenFile openFile(const fs::path& path) {
+    Descriptor file = parts::openForReading(path);
+    struct stat found {};
+    if (::fstat(file.get(), &found) != 0) {
+        throw fileError("lire", path, errno);
+    }
+    if (!S_ISREG(found.st_mode)) {
+        throw fileError("lire", path, S_ISDIR(found.st_mode) ? EISDIR : ENXIO);
+    }
+    return {std::move(file), static_cast<std::uint64_t>(found.st_size)};
+}
+
+/// A disk that ends a file early, as some network disks do, must not give it another digest.
+void readPieces(const fs::path& path, const OpenFile& opened, const FileManager::Sink& sink) {
+    std::uint64_t total = 0;
+    std::array<char, pieceSize> piece; // not cleared: small files are many
+    for (;;) {
+        const ssize_t length =
+            retrying([&] { return ::read(opened.file.get(), piece.data(), piece.size()); });
+        if (length < 0) {
+            throw fileError("lire", path, errno);
+        }
+        if (length == 0 && total < opened.size) {
+            throw fileError("lire", path, "la lecture s’est arrêtée avant la fin du fichier");
+        }
+        if (length == 0) {
+            return;
+        }
+        total += static_cast<std::uint64_t>(length);
+        sink({piece.data(), static_cast<std::size_t>(length)});
+    }
+}
 
 void writePieces(const fs::path& path, Descriptor& file, const FileManager::Source& contents) {
     std::string pending;
@@ -96,78 +321,6 @@ void writePieces(const fs::path& path, Descriptor& file, const FileManager::Sour
     }
 }
 
-/// What `stat` or `lstat` tells of the item; nothing when there is none. Throws `Error` when it cannot tell.
-std::optional<struct stat> inspect(const fs::path& path, int (*inspection)(const char*, struct stat*)) {
-    struct stat found {};
-    if (retrying([&] { return inspection(path.c_str(), &found); }) == 0) {
-        return found;
-    }
-    if (errno == ENOENT || errno == ENOTDIR || errno == ELOOP) {
-        return std::nullopt;
-    }
-    throw fileError("lire", path, errno);
-}
-
-/// Lets the owner change what is in the folder, at every depth.
-void unlockFolders(const fs::path& folder) {
-    std::error_code ignored;
-    if (!fs::is_directory(fs::symlink_status(folder, ignored))) {
-        return;
-    }
-    fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, ignored);
-    for (fs::directory_iterator item(folder, ignored), end; item != end; item.increment(ignored)) {
-        unlockFolders(item->path());
-    }
-}
-
-std::error_code removeAllOnce(const fs::path& path) {
-    std::error_code failure;
-    do {
-        fs::remove_all(path, failure);
-    } while (failure == std::errc::interrupted);
-    return failure;
-}
-
-/// Removes the item with all in it, also from folders that their owner made read-only.
-std::error_code removeAll(const fs::path& path) {
-    const std::error_code failure = removeAllOnce(path);
-    if (failure != std::errc::permission_denied) {
-        return failure;
-    }
-    unlockFolders(path);
-    return removeAllOnce(path);
-}
-
-/// A folder can be moved only by who may write to it, since its way up changes.
-bool renameReadOnlyFolder(const fs::path& from, const fs::path& to, mode_t permissions) {
-    const auto set = [](const fs::path& folder, mode_t bits) {
-        retrying([&] { return ::chmod(folder.c_str(), bits); });
-    };
-    set(from, permissions | S_IRWXU);
-    try {
-        const bool isRenamed = parts::renameExclusively(from, to);
-        set(isRenamed ? to : from, permissions);
-        return isRenamed;
-    } catch (const Error&) {
-        set(from, permissions);
-        throw;
-    }
-}
-
-/// Moves an item within its file system; false when the places lie on two.
-bool renameItem(const fs::path& from, const fs::path& to) {
-    try {
-        return parts::renameExclusively(from, to);
-    } catch (const Error& error) {
-        const std::optional<struct stat> found = inspect(from, ::lstat);
-        if (error.number() != EACCES || !found || !S_ISDIR(found->st_mode) ||
-            (found->st_mode & S_IWUSR) != 0) {
-            throw;
-        }
-        return renameReadOnlyFolder(from, to, found->st_mode & 07777U);
-    }
-}
-
 } // namespace
 
 const FileManager& FileManager::defaultManager() {
@@ -179,51 +332,78 @@ bool FileManager::exists(const fs::path& path) const {
     return inspect(path, ::stat).has_value();
 }
 
-bool FileManager::occupied(const fs::path& path) const {
-    return inspect(path, ::lstat).has_value();
+std::optional<ItemStatus> FileManager::status(const fs::path& path) const {
+    const std::optional<struct stat> found = inspect(path, ::lstat);
+    if (!found) {
+        return std::nullopt;
+    }
+    return ItemStatus{kindOf(found->st_mode),
+                      static_cast<std::uint64_t>(found->st_dev),
+                      static_cast<std::uint64_t>(found->st_ino),
+                      static_cast<std::uint64_t>(found->st_size),
+                      nanoseconds(modified(*found)),
+                      found->st_mode & allPermissions,
+                      found->st_uid};
 }
 
-bool FileManager::isLink(const fs::path& path) const {
-    const std::optional<struct stat> found = inspect(path, ::lstat);
-    return found && S_ISLNK(found->st_mode);
+std::string FileManager::linkTarget(const fs::path& link) const {
+    std::string target(PATH_MAX, '\0');
+    const ssize_t length = retrying([&] { return ::readlink(link.c_str(), target.data(), target.size()); });
+    if (length < 0) {
+        throw fileError("lire le lien", link, errno);
+    }
+    target.resize(static_cast<std::size_t>(length)); // no system has links to longer paths
+    return target;
+}
+
+bool FileManager::belongsToUser(const fs::path& path) const {
+    const std::optional<ItemStatus> found = status(path);
+    return found && found->owner == ::geteuid();
+}
+
+bool FileManager::isFolder(const fs::path& path) const {
+    const std::optional<struct stat> found = inspect(path, ::stat);
+    return found && S_ISDIR(found->st_mode);
 }
 
 fs::path FileManager::resolved(const fs::path& path) const {
     std::error_code failure;
-    const fs::path absolute = fs::absolute(path.empty() ? "." : path, failure).lexically_normal();
-    const fs::path real = failure ? absolute : fs::weakly_canonical(absolute, failure);
+    fs::path existing = fs::absolute(path.empty() ? "." : path, failure).lexically_normal();
     if (failure) {
-        throw fileError("lire", absolute, failure.value());
+        return path;
     }
-    return real.has_filename() ? real : real.parent_path();
+    fs::path rest;
+    for (; existing.has_relative_path(); existing = existing.parent_path()) {
+        const fs::path real = fs::canonical(existing, failure);
+        if (!failure) {
+            return rest.empty() ? real : real / rest;
+        }
+        if (existing.has_filename()) {
+            rest = rest.empty() ? existing.filename() : existing.filename() / rest;
+        }
+    }
+    return existing / rest;
 }
 
-std::string FileManager::read(const fs::path& path) const {
+std::string FileManager::read(const fs::path& path, std::uint64_t most) const {
+    const OpenFile opened = openFile(path);
+    const auto allow = [&](std::uint64_t size) {
+        if (size > most) {
+            throw fileError("lire", path, EFBIG);
+        }
+    };
+    allow(opened.size);
     std::string contents;
-    read(path, [&](std::string_view piece) { contents.append(piece); });
+    contents.reserve(opened.size);
+    readPieces(path, opened, [&](std::string_view piece) {
+        allow(contents.size() + piece.size());
+        contents.append(piece);
+    });
     return contents;
 }
 
 void FileManager::read(const fs::path& path, const Sink& sink) const {
-    const Descriptor file = parts::openForReading(path);
-    struct stat found {};
-    if (::fstat(file.get(), &found) != 0) {
-        throw fileError("lire", path, errno);
-    }
-    if (!S_ISREG(found.st_mode)) {
-        throw fileError("lire", path, S_ISDIR(found.st_mode) ? EISDIR : ENXIO);
-    }
-    std::array<char, pieceSize> piece; // not cleared: small files are many
-    for (;;) {
-        const ssize_t length = retrying([&] { return ::read(file.get(), piece.data(), piece.size()); });
-        if (length < 0) {
-            throw fileError("lire", path, errno);
-        }
-        if (length == 0) {
-            return;
-        }
-        sink({piece.data(), static_cast<std::size_t>(length)});
-    }
+    readPieces(path, openFile(path), sink);
 }
 
 void FileManager::writeNew(const fs::path& path, const Source& contents) const {
@@ -234,188 +414,146 @@ void FileManager::writeNew(const fs::path& path, const Source& contents) const {
     }
     try {
         writePieces(path, file, contents);
-    } catch (const std::exception&) {
+    } catch (...) {
         retrying([&] { return ::unlink(path.c_str()); });
         throw;
     }
 }
 
-void FileManager::writeAtomically(const fs::path& path, std::string_view contents) const {
-    const fs::path temporary = writeTemporary(path, [&](const Sink& sink) { sink(contents); });
-    if (retrying([&] { return ::rename(temporary.c_str(), path.c_str()); }) != 0) {
-        const int number = errno;
-        retrying([&] { return ::unlink(temporary.c_str()); });
-        throw fileError("écrire", path, number);
+void FileManager::appendDurably(const fs::path& path, std::string_view bytes) const {
+    Descriptor file(retrying(
+        [&] { return ::open(path.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
+    if (!file || !parts::writeAll(file.get(), bytes) ||
+        retrying([&] { return parts::flushFile(file.get()); }) != 0 || !file.close()) {
+        throw fileError("écrire", path, errno);
     }
 }
 
-void FileManager::createAtomically(const fs::path& path, const Source& contents) const {
-    const fs::path temporary = writeTemporary(path, contents);
-    try {
-        parts::renameExclusively(temporary, path);
-    } catch (const Error& error) {
-        retrying([&] { return ::unlink(temporary.c_str()); });
-        throw fileError("écrire", path, error.number());
+void FileManager::makeFolder(const fs::path& path, unsigned permissions) const {
+    const auto make = [&] {
+        return retrying([&] { return ::mkdir(path.c_str(), static_cast<mode_t>(permissions)); }) == 0 ? 0
+                                                                                                      : errno;
+    };
+    int failure = make();
+    if (tellsOfNoItem(failure) && path.has_relative_path() && path.parent_path() != path) {
+        makeFolder(path.parent_path(), permissions);
+        failure = make();
     }
-}
-
-fs::path FileManager::writeTemporary(const fs::path& path, const Source& contents) const {
-    fs::path temporary = temporaryName(path);
-    removeUnfinished(temporary);
-    writeNew(temporary, contents);
-    return temporary;
-}
-
-/// Where an earlier run could neither finish an item nor remove it, this one must not stop for ever.
-void FileManager::removeUnfinished(const fs::path& path) const {
-    if (occupied(path)) {
-        removeItem(path);
-    }
-}
-
-void FileManager::makeFolder(const fs::path& path) const {
-    if (retrying([&] { return ::mkdir(path.c_str(), 0777); }) == 0) {
+    if (failure == 0 || isFolder(path)) {
         return;
     }
-    int number = errno;
-    if ((number == ENOENT || number == ENOTDIR) && path.has_relative_path() && path.parent_path() != path) {
-        makeFolder(path.parent_path());
-        if (retrying([&] { return ::mkdir(path.c_str(), 0777); }) == 0) {
-            return;
-        }
-        number = errno;
-    }
-    if (isLink(path) && !exists(path)) { // to a disk that is not there, perhaps
+    if (existsNoFollow(path) && !exists(path)) { // to a disk that is not there, perhaps
         throw fileError("créer le dossier", path, "c’est un lien vers un emplacement qui n’existe pas");
     }
-    if (!folderPermissions(path)) {
-        throw fileError("créer le dossier", path, number);
-    }
+    throw fileError("créer le dossier", path, failure);
 }
 
-void FileManager::makeFolderDurably(const fs::path& path) const {
-    std::vector<fs::path> changed{path.parent_path()};
-    while (!exists(changed.back()) && changed.back() != changed.back().parent_path()) {
-        changed.push_back(changed.back().parent_path());
-    }
-    makeFolder(path);
-    synchronize(changed);
+void FileManager::copyItem(const fs::path& from, const fs::path& to) const {
+    copyTree(*this, from, to, [](const fs::path&) {});
 }
 
-void FileManager::copyItemDurably(const fs::path& from, const fs::path& to) const {
-    const fs::path temporary = temporaryName(to);
-    removeUnfinished(temporary);
+void FileManager::renameItem(const fs::path& from, const fs::path& to) const {
     try {
-        copyItem(from, temporary);
-        std::vector<fs::path> items{temporary};
-        enumerate(temporary, [&](const fs::path& item, bool) { items.push_back(item); });
-        synchronize(items);
-        parts::renameExclusively(temporary, to);
-        synchronize({to.parent_path()});
+        renameExclusively(from, to);
     } catch (const Error& error) {
-        removeAll(temporary); // the failure that is reported is the first one
-        throw fileError("copier", from, to, error.number());
+        const auto found = error.number() == EACCES ? inspect(from, ::lstat) : std::nullopt;
+        if (!found || !S_ISDIR(found->st_mode) || (found->st_mode & S_IWUSR) != 0) {
+            throw;
+        }
+        renameReadOnlyFolder(from, to, found->st_mode & allPermissions);
     }
 }
 
-void FileManager::moveItem(const fs::path& from, const fs::path& to,
-                           const std::function<void()>& arrived) const {
-    const bool isRenamed = renameItem(from, to);
-    if (!isRenamed) {
-        copyItemDurably(from, to);
-    }
-    arrived();
-    if (!isRenamed) {
-        removeMoved(from);
-    }
-}
-
-/// A folder goes from its place at once: half of it must never stand there and be taken for the whole.
-void FileManager::removeMoved(const fs::path& path) const {
-    if (!folderPermissions(path)) {
-        removeItem(path);
+void FileManager::moveItem(const fs::path& from, const fs::path& to, const fs::path& partial) const {
+    try {
+        renameItem(from, to);
         return;
+    } catch (const Error& error) {
+        if (error.number() != EXDEV) {
+            throw;
+        }
     }
-    const fs::path leaving = temporaryName(path);
-    parts::renameExclusively(path, leaving);
-    removeItem(leaving);
+    std::vector<fs::path> written;
+    copyTree(*this, from, partial, [&](const fs::path& item) { written.push_back(item); });
+    synchronize(written);
+    renameItem(partial, to);
+    synchronize({to.parent_path()});
+    removeItem(from);
 }
 
 void FileManager::removeItem(const fs::path& path) const {
-    if (const std::error_code failure = removeAll(path)) {
-        throw fileError("supprimer", path, failure.value());
+    removeTree(path);
+}
+
+void FileManager::removeEmptyFolder(const fs::path& path) const {
+    if (retrying([&] { return ::rmdir(path.c_str()); }) != 0 && errno != ENOTEMPTY && errno != EEXIST &&
+        !tellsOfNoItem(errno)) {
+        throw fileError("supprimer le dossier", path, errno);
     }
 }
 
-bool FileManager::removeEmptyFolder(const fs::path& path) const {
-    if (retrying([&] { return ::rmdir(path.c_str()); }) == 0) {
-        return true;
+std::vector<std::string> FileManager::list(const fs::path& folder) const {
+    if (!isFolder(folder)) {
+        return {};
     }
-    if (errno == ENOTEMPTY || errno == EEXIST || errno == ENOENT || errno == ENOTDIR) {
-        return false;
-    }
-    throw fileError("supprimer le dossier", path, errno);
-}
-
-fs::path FileManager::temporaryName(const fs::path& path) {
-    fs::path name(".");
-    name += path.filename();
-    name += temporaryEnding;
-    return path.parent_path() / name;
-}
-
-bool FileManager::isTemporaryName(const fs::path& path) {
-    const std::string name = path.filename().string();
-    return name.starts_with('.') && name.ends_with(temporaryEnding);
+    const std::vector<std::string> all = names(folder);
+    std::vector<std::string> found;
+    std::ranges::copy_if(all, std::back_inserter(found), [&](const std::string& name) {
+        return !name.starts_with("._") || !std::ranges::binary_search(all, name.substr(2));
+    });
+    return found;
 }
 
 void FileManager::enumerate(const fs::path& folder,
-                            const std::function<void(const fs::path&, bool)>& visit) const {
-    std::error_code failure;
-    if (!fs::is_directory(fs::symlink_status(folder, failure))) {
-        return;
-    }
-    fs::recursive_directory_iterator item(folder, failure);
-    for (; !failure && item != fs::recursive_directory_iterator(); item.increment(failure)) {
-        visit(item->path(), fs::is_directory(item->symlink_status(failure)));
-    }
-    if (failure) {
-        throw fileError("parcourir le dossier", folder, failure.value());
+                            const std::function<void(const fs::path&, const ItemStatus&)>& visit) const {
+    for (const std::string& name : list(folder)) {
+        const fs::path item = folder / name;
+        if (const std::optional<ItemStatus> found = status(item)) { // else it went in the meantime
+            visit(item, *found);
+            if (found->kind == ItemStatus::Kind::folder) {
+                enumerate(item, visit);
+            }
+        }
     }
 }
 
 void FileManager::touch(const fs::path& path) const {
-    const std::array<timespec, 2> times{{{0, UTIME_OMIT}, {0, UTIME_NOW}}};
-    if (retrying([&] { return ::utimensat(AT_FDCWD, path.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); }) !=
-        0) {
-        throw fileError("dater", path, errno);
-    }
-}
-
-std::optional<unsigned> FileManager::folderPermissions(const fs::path& path) const {
-    const std::optional<struct stat> found = inspect(path, ::stat);
-    return found && S_ISDIR(found->st_mode) ? std::optional(found->st_mode & 07777U) : std::nullopt;
+    changeDate(path, {0, UTIME_NOW});
 }
 
 void FileManager::setPermissions(const fs::path& path, unsigned permissions) const {
-    if (retrying([&] { return ::chmod(path.c_str(), static_cast<mode_t>(permissions)); }) != 0) {
-        throw fileError("régler les permissions de", path, errno);
+    const struct stat found = parts::information(path, "régler les permissions de");
+    if (S_ISLNK(found.st_mode)) {
+        throw fileError("régler les permissions de", path, ELOOP);
+    }
+    if ((found.st_mode & allPermissions) != permissions) {
+        changePermissions(path, permissions);
+    }
+}
+
+void FileManager::setModified(const fs::path& path, std::int64_t date) const {
+    using namespace std::chrono;
+    if (nanoseconds(modified(parts::information(path, "dater"))) != date) {
+        const auto second = floor<seconds>(std::chrono::nanoseconds(date));
+        changeDate(path, {static_cast<time_t>(second.count()),
+                          static_cast<long>((std::chrono::nanoseconds(date) - second).count())});
     }
 }
 
 // After many small files one flush of all costs a fraction of one flush each.
-void FileManager::synchronizeFileSystems(const std::vector<fs::path>& folders) const {
+void FileManager::synchronizeFileSystems(const std::vector<fs::path>& paths) const {
     std::set<dev_t> synchronized;
-    for (const fs::path& item : folders) {
-        if (!folderPermissions(item)) {
-            continue;
+    for (const fs::path& path : paths) {
+        fs::path folder = resolved(path);
+        while (!isFolder(folder) && folder.has_parent_path()) {
+            folder = folder.parent_path();
         }
-        const Descriptor file = parts::openForReading(item);
+        const Descriptor file = parts::openForReading(folder);
         struct stat found {};
         if (::fstat(file.get(), &found) != 0 ||
             (synchronized.insert(found.st_dev).second &&
              retrying([&] { return parts::flushFileSystem(file.get()); }) != 0)) {
-            throw fileError("enregistrer sur le disque", item, errno);
+            throw fileError("enregistrer sur le disque", folder, errno);
         }
     }
 }

@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <string_view>
 
-/// What the file manager's sources share. Each system's source implements the last two functions and, of
-/// FileManager, `copyItem`, `isHidden`, `setHidden`, `hiddenList` and `synchronize`.
+/// What the file manager's sources share. Each system's source implements what follows the first comment
+/// "Per system" and, of FileManager, `isHidden`, `setHidden`, `hiddenList` and `synchronize`.
 namespace platform::parts {
 
 /// Opens a file for reading without waiting for a FIFO's writer. Throws `Error`.
@@ -20,14 +20,27 @@ struct stat information(const std::filesystem::path& path, std::string_view atte
 /// Writes all bytes; false, with errno set, when that fails.
 bool writeAll(int descriptor, std::string_view bytes);
 
-/// Renames an item to a place where nothing stands. Returns false when the places lie on different file
-/// systems, throws `Error` for every other failure.
-bool renameExclusively(const std::filesystem::path& from, const std::filesystem::path& to);
+// Per system
 
-/// The system's call for that, which it may not know for every file system: -1, with EINVAL or ENOTSUP.
+/// Renames an item unless the new path is taken; -1 with EINVAL or ENOTSUP where a file system cannot do it.
 int renameWithoutReplacing(const char* from, const char* to);
+
+/// Puts a file on the disk, its cache included; -1, with errno set, when that fails.
+int flushFile(int file);
 
 /// Puts all that was written to the file's file system on the disk; -1, with errno set, when that fails.
 int flushFileSystem(int file);
+
+/// Copies a file's contents and attributes to a free path; clones them where the file system can. Throws
+/// `Error`. The caller compares sizes, permissions and dates.
+void copyFile(const std::filesystem::path& from, const std::filesystem::path& to,
+              const struct stat& original);
+
+/// Gives a folder the extended attributes of another one, and what else the system keeps with them. A disk
+/// that keeps none is no error. Throws `Error`.
+void copyFolderAttributes(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// True where the copy of an item comes with the attributes that its companion file keeps.
+extern const bool copiesCompanions;
 
 } // namespace platform::parts

@@ -89,8 +89,10 @@ TEST(SamplePackTest, ShipsThreeFilesForEachTransitionAndNothingElse) {
         expected.insert({own, own / (name + ".motr"), own / "small.png", own / "large.png"});
     }
     std::set<std::string> found;
-    platform::FileManager::defaultManager().enumerate(
-        templates, [&](const fs::path& item, bool) { found.insert(fs::relative(item, templates)); });
+    platform::FileManager::defaultManager().enumerate(templates,
+                                                      [&](const fs::path& item, const platform::ItemStatus&) {
+                                                          found.insert(fs::relative(item, templates));
+                                                      });
     EXPECT_EQ(found, expected);
 }
 

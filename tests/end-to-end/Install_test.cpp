@@ -235,26 +235,54 @@ TEST_F(Install, RefusesAnEditedFileThatItWouldOnlyClear) {
                   "Fichier modifié ou non reconnu, conservé : " + file.string());
 }
 
-TEST_F(Install, RefusesALinkInAFilesPlace) {
+TEST_F(Install, MovesALinkToTheRightContentsAsideAsALink) {
+    const fs::path file = home.category / "11 Pane Burst/large.png";
+    const fs::path target = product.templates / "11 Pane Burst/large.png";
+    fs::create_directories(file.parent_path());
+    fs::create_symlink(target, file);
+    const fs::path backup = install();
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(file)));
+    EXPECT_EQ(fs::read_symlink(backup / "Templates/11 Pane Burst/large.png"), target);
+}
+
+TEST_F(Install, RefusesALinkToNothingInAFilesPath) {
     const fs::path file = home.category / "11 Pane Burst/large.png";
     fs::create_directories(file.parent_path());
-    fs::create_symlink(product.templates / "11 Pane Burst/large.png", file);
+    fs::create_symlink("nowhere", file);
     expectRefusal({"--install"}, "Fichier modifié ou non reconnu, conservé : " + file.string());
 }
 
-TEST_F(Install, RefusesALinkThatLeadsAwayFromItsFolders) {
-    const fs::path elsewhere = folder / "elsewhere";
-    fs::create_directories(elsewhere);
-    const fs::path transition = home.category / "11 Pane Burst";
-    for (const fs::path& place : {transition, home.category, home.folder / "Applications", home.backups}) {
-        fs::create_directories(place.parent_path());
-        fs::create_directory_symlink(elsewhere, place);
-        expectRefusal({"--install"}, "Lien symbolique refusé, conservé : " + place.string());
-        EXPECT_TRUE(fs::is_empty(elsewhere));
-        fs::remove(place);
-        fs::remove(home.category);
-    }
+TEST_F(Install, TakesAPayloadWithLinks) {
+    const fs::path file = product.templates / "11 Pane Burst/large.png";
+    fs::copy_file(file, folder / "picture");
+    fs::remove(file);
+    fs::create_symlink(folder / "picture", file);
     install();
+    EXPECT_EQ(fs::read_symlink(home.category / "11 Pane Burst/large.png"), folder / "picture");
+    install();
+    EXPECT_EQ(fs::read_symlink(home.category / "11 Pane Burst/large.png"), folder / "picture");
+    uninstall();
+    EXPECT_FALSE(fs::exists(home.category / "11 Pane Burst"));
+    EXPECT_TRUE(fs::exists(folder / "picture"));
+}
+
+TEST_F(Install, FollowsLinkedFolders) {
+    for (const fs::path& linked : {home.category / "11 Pane Burst", home.category,
+                                   home.folder / "Applications", home.folder / "Library"}) {
+        const fs::path elsewhere = folder / "elsewhere" / linked.filename();
+        fs::create_directories(linked);
+        fs::create_directories(elsewhere.parent_path());
+        fs::rename(linked, elsewhere);
+        fs::create_directory_symlink(elsewhere, linked);
+        install();
+        product.onToolCall("[ $call = 3 ] && { printf non; exit 1; }; :");
+        expectRestored({"--install"}, "non");
+        product.onToolCall("");
+        uninstall();
+        EXPECT_TRUE(fs::is_symlink(linked));
+        EXPECT_FALSE(fs::exists(home.application));
+        EXPECT_FALSE(fs::exists(home.category / "11 Pane Burst/large.png"));
+    }
 }
 
 TEST_F(Install, ComparesDigestsWithTheirCase) {

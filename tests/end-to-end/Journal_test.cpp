@@ -27,9 +27,20 @@ struct Journal : EndToEnd {
         EXPECT_EQ(outcome.error, "");
         EXPECT_TRUE(fs::exists(home.journal));
         product.onToolCall("");
-        return "Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli, et "
-               "ce qui restait d’elle est conservé dans « " +
+        return "Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli. "
+               "Sauvegarde : « " +
                newBackup(home, earlier).string() + " ».\n\n";
+    }
+
+    /// Runs the program, which undoes what was cut short and then stops at the signature of its own
+    /// application.
+    Outcome onlyUndo(const Arguments& more = {}) const {
+        product.onToolCall("[ $tool = codesign ] && { printf 'mal signée'; exit 1; }; :");
+        Arguments arguments{"--install"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 1);
+        return outcome;
     }
 
     /// The home as this request leaves one that was never cut short.
@@ -79,8 +90,7 @@ TEST_F(Journal, OfAnUninstallThatWasCutShortIsUndone) {
     const TreeSnapshot before = home.kept();
     const std::string undone = cutShort({"--uninstall"}, 1);
     EXPECT_NE(difference(before, home.kept()), "");
-    const Outcome outcome = run({"--install", "--only", "?"});
-    EXPECT_EQ(outcome.error, undone + "Sélection de transitions invalide.\n");
+    EXPECT_EQ(onlyUndo().error, undone + "mal signée\n");
     EXPECT_EQ(difference(before, home.kept()), "");
     EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
 }
@@ -90,7 +100,7 @@ TEST_F(Journal, OfARunThatWasCutShortIsUndoneToTheDateOfEachFile) {
     for (int call = 2; call <= 4; ++call) {
         const std::string undone = cutShort({"--install"}, call);
         EXPECT_NE(difference(before, home.kept()), "");
-        EXPECT_EQ(run({"--install", "--only", "?"}).error, undone + "Sélection de transitions invalide.\n");
+        EXPECT_EQ(onlyUndo().error, undone + "mal signée\n");
         EXPECT_EQ(difference(before, home.kept()), "");
         EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
     }
@@ -110,14 +120,14 @@ TEST_F(Journal, OfTwoRunsThatWereCutShortIsUndone) {
     const TreeSnapshot before = home.kept();
     cutShort({"--install"}, 3);
     cutShort({"--install", "--only", "02 Page Fold"}, 2);
-    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
+    onlyUndo();
     EXPECT_EQ(difference(before, home.kept()), "");
 }
 
 TEST_F(Journal, KeepsWhatTheUserPutInPlaceSinceTheRunWasCutShort) {
     cutShort({"--install"}, 2);
     writeFile(home.category / "01 Ink Drop/01 Ink Drop.motr", "made by the user meanwhile");
-    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
+    onlyUndo();
     EXPECT_EQ(readFile(home.category / "01 Ink Drop/01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
     bool isKept = false;
     for (const auto& item : fs::recursive_directory_iterator(home.backups)) {
@@ -127,21 +137,50 @@ TEST_F(Journal, KeepsWhatTheUserPutInPlaceSinceTheRunWasCutShort) {
 }
 
 TEST_F(Journal, OfAnUninstallThatWasCutShortGivesTheExtensionItsRegistrationBack) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
     fs::remove_all(home.category / "Mes essais");
     const std::string extension = home.application.string() + "/Contents/PlugIns/OrvoTransitions.pluginkit";
     fs::create_directories(extension);
-    cutShort({"--uninstall"}, 1);
-    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
-    EXPECT_EQ(product.toolCalls(), (std::vector<Arguments>{{"pluginkit", "-a", extension}}));
-    cutShort({"--uninstall"}, 1);
-    EXPECT_EQ(run({"--install", "--only", "?", "--no-register"}).status, 1);
-    EXPECT_TRUE(product.toolCalls().empty());
+    const Launch cut =
+        injecting(program({"--uninstall"}), {"-P", home.application.string(), "-e", "trace=renameat2", "-e",
+                                             "inject=renameat2:signal=KILL"});
+    EXPECT_EQ(Child(cut).wait().signal, SIGKILL);
+    EXPECT_EQ(product.toolCalls(), (std::vector<Arguments>{{"pluginkit", "-r", extension}}));
+    onlyUndo();
+    EXPECT_EQ(product.toolCalls().at(0), (Arguments{"pluginkit", "-a", extension}));
+
+    product.onToolCall("");
+    EXPECT_EQ(Child(cut).wait().signal, SIGKILL);
+    const std::string error = onlyUndo({"--no-register"}).error;
+    EXPECT_NE(error.find("n’est plus enregistrée"), std::string::npos) << error;
+    EXPECT_EQ(product.toolCalls().size(), 1U); // of the signature
+    EXPECT_FALSE(fs::exists(home.journal));
+}
+
+TEST_F(Journal, IsNotBlockedByARegistrationThatCannotBeGivenBack) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    fs::remove_all(home.category / "Mes essais");
+    fs::create_directories(home.application / "Contents/PlugIns/OrvoTransitions.pluginkit");
+    const TreeSnapshot before = home.kept();
+    const Launch cut =
+        injecting(program({"--uninstall"}), {"-P", home.application.string(), "-e", "trace=renameat2", "-e",
+                                             "inject=renameat2:signal=KILL"});
+    EXPECT_EQ(Child(cut).wait().signal, SIGKILL);
+    product.onToolCall("printf 'jamais'; exit 1");
+    const std::string error = run({"--install"}).error;
+    EXPECT_NE(error.find("n’est plus enregistrée : jamais"), std::string::npos) << error;
+    EXPECT_EQ(difference(before, home.kept()), "");
+    EXPECT_FALSE(fs::exists(home.journal));
 }
 
 TEST_F(Journal, LeavesThePermissionsThatTheUserChangedSinceTheRunWasCutShort) {
     cutShort({"--install"}, 2);
     fs::permissions(home.folder / "Movies", fs::perms(0700));
-    EXPECT_EQ(run({"--install", "--only", "?"}).status, 1);
+    onlyUndo();
     EXPECT_EQ(fs::status(home.folder / "Movies").permissions(), fs::perms(0700));
 }
 
@@ -160,7 +199,7 @@ TEST_F(Journal, StaysWhenSomethingCannotBePutBack) {
     EXPECT_EQ(readFile(place), "a file where the folder was");
 
     fs::remove(place); // and once the obstacle is gone, the next run gets on with it
-    EXPECT_EQ(run({"--install", "--only", "?"}).error, undone + "Sélection de transitions invalide.\n");
+    EXPECT_EQ(onlyUndo().error, undone + "mal signée\n");
     EXPECT_EQ(readFile(place / "01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
     EXPECT_FALSE(fs::exists(home.journal));
 }
@@ -170,11 +209,10 @@ TEST_F(Journal, ThatCannotBeReadStopsTheRunAndStays) {
     const TreeSnapshot before = home.everything();
     const Outcome outcome = run({"--install"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.error, "Une installation précédente a été interrompue et l’état d’avant n’a pas pu "
-                             "être rétabli entièrement.\nImpossible de lire « " +
-                                 home.journal.string() +
-                                 " » : ce n’est pas du JSON valide (ligne 1, colonne 11).\nSauvegarde : " +
-                                 home.backups.string() + "\n");
+    EXPECT_EQ(outcome.error,
+              "« " + home.journal.string() + " » n’est pas un journal d’installation.\nDéplacez « " +
+                  home.journal.string() + " » ailleurs, puis réessayez. Les sauvegardes sont dans « " +
+                  home.backups.string() + " ».\n");
     EXPECT_EQ(difference(before, home.everything()), "");
 }
 

@@ -121,7 +121,8 @@ TEST_F(Administrator, LeavesNothingOfRootAfterARunThatWasCutShortAndItsRecovery)
     for (int call = 2; call <= 4; ++call) {
         cutShort(call);
         expectAllOfOdile();
-        EXPECT_EQ(runScripted({"--install", "--only", "?"}).status, 1);
+        product.onToolCall("[ $tool = codesign ] && exit 1; :"); // it stops after the undoing
+        EXPECT_EQ(runScripted({"--install"}).status, 1);
         EXPECT_EQ(difference(before, home.kept()), "");
         expectAllOfOdile();
     }

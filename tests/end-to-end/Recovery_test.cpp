@@ -1,4 +1,3 @@
-#include "platform/FileManager.hpp"
 #include "tests/end-to-end/EndToEnd.hpp"
 
 #include <algorithm>
@@ -104,18 +103,17 @@ TEST_F(RecoveryFromFailure, OfTheSupportFolderChangesNothing) {
 TEST_F(RecoveryFromFailure, NamesWhatCouldNotBePutBackAndRestoresTheRest) {
     home.fillAsLongUsed();
     const TreeSnapshot before = home.kept();
-    const std::string lost = "Templates/02 Page Fold/small.png";
+    const std::string lost = "Templates/01 Ink Drop/small.png";
     product.onToolCall("[ $call = 2 ] && { rm '" + home.backups.string() + "'/*/'" + lost +
                        "'; printf 'mal signée'; exit 1; }; :");
     const Outcome outcome = run({"--install"});
     const fs::path backup = newBackup(home, {});
-    const fs::path place = home.category / "02 Page Fold/small.png";
+    const fs::path path = home.category / "01 Ink Drop/small.png";
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.error, "mal signée\nSauvegarde : " + backup.string() + "\nImpossible de déplacer « " +
-                                 (backup / lost).string() + " » vers « " + place.string() +
-                                 " » : ce fichier ou ce dossier n’existe pas.\n");
-    EXPECT_EQ(difference(before.without(place.lexically_relative(home.folder).string()), home.kept()), "");
+    EXPECT_EQ(outcome.error, "mal signée\nSauvegarde : " + backup.string() + "\n« " + path.string() +
+                                 " » n’a pas pu être rétabli : il n’en existe pas de copie.\n");
+    EXPECT_EQ(difference(before.without(path.lexically_relative(home.folder).string()), home.kept()), "");
 }
 
 TEST_F(RecoveryFromFailure, OfADiskThatIsFull) {
@@ -123,11 +121,11 @@ TEST_F(RecoveryFromFailure, OfADiskThatIsFull) {
         GTEST_SKIP() << "strace cannot trace here";
     }
     home.fillAsLongUsed();
-    const fs::path copy = home.category / "09 Dye Bloom/small.png";
+    const fs::path file = product.templates / "09 Dye Bloom/small.png";
     expectRestored(
-        injecting(program({"--install"}), {"-P", copy.string(), "-e", "trace=copy_file_range,ioctl", "-e",
+        injecting(program({"--install"}), {"-P", file.string(), "-e", "trace=copy_file_range,ioctl", "-e",
                                            "inject=copy_file_range,ioctl:error=ENOSPC"}),
-        home, cannotCopy(product.templates / "09 Dye Bloom/small.png", copy, "le disque est plein"));
+        home, cannotCopy(file, home.category / "09 Dye Bloom/small.png", "le disque est plein"));
 }
 
 TEST_F(RecoveryFromFailure, OfEachWritingOfAFile) {
@@ -138,25 +136,24 @@ TEST_F(RecoveryFromFailure, OfEachWritingOfAFile) {
     for (const fs::path& file :
          {home.legacy / "10 Dye Bloom/10 Dye Bloom.motr", home.legacy / "12 Pane Burst/12 Pane Burst.motr",
           home.hiddenList, home.manifest, home.legacyManifest}) {
-        expectRestored(
-            injecting(program({"--install"}), {"-P", platform::FileManager::temporaryName(file).string(),
-                                               "-e", "inject=rename,renameat2:error=ENOSPC"}),
-            home, "Impossible d’écrire « " + file.string() + " » : le disque est plein.");
+        expectRestored(injecting(program({"--install"}),
+                                 {"-P", file.string(), "-e", "inject=renameat2:error=ENOSPC:when=2"}),
+                       home, "Impossible d’écrire « " + file.string() + " » : le disque est plein.");
     }
 }
 
-TEST_F(RecoveryFromFailure, OfACopyThatIsNotWhatItShouldBe) {
+TEST_F(RecoveryFromFailure, OfACopyThatEndsBeforeItsFileDoes) {
     if (!canInject()) {
         GTEST_SKIP() << "strace cannot trace here";
     }
     home.fillAsLongUsed();
-    const fs::path copy =
-        home.category / "09 Dye Bloom/09 Dye Bloom.motr"; // the copy ends before its first byte
-    expectRestored(injecting(program({"--install"}),
-                             {"-P", copy.string(), "-e", "trace=copy_file_range,ioctl", "-e",
-                              "inject=ioctl:error=EOPNOTSUPP", "-e", "inject=copy_file_range:retval=0"}),
-                   home, "Vérification du template échouée : 09 Dye Bloom/09 Dye Bloom.motr");
-    EXPECT_EQ(product.toolCalls().size(), 1U); // the installed application is checked after the templates
+    const fs::path file = product.templates / "09 Dye Bloom/09 Dye Bloom.motr";
+    const Launch launch =
+        injecting(program({"--install"}), {"-P", file.string(), "-e", "trace=copy_file_range,ioctl,read",
+                                           "-e", "inject=ioctl:error=EOPNOTSUPP", "-e",
+                                           "inject=copy_file_range:retval=0", "-e", "inject=read:retval=0"});
+    expectRestored(launch, home,
+                   "Impossible de copier « " + file.string() + " » : la copie n’a pas la taille du fichier.");
 }
 
 TEST_F(RecoveryFromFailure, OfTheLastStepOfAnInstall) {
@@ -165,9 +162,9 @@ TEST_F(RecoveryFromFailure, OfTheLastStepOfAnInstall) {
     }
     home.fillAsLongUsed();
     expectRestored(
-        injecting(program({"--install"}), {"-e", "trace=syncfs", "-e", "inject=syncfs:error=EIO:when=1"}),
+        injecting(program({"--install"}), {"-e", "trace=syncfs", "-e", "inject=syncfs:error=EIO:when=3"}),
         home,
-        "Impossible d’enregistrer sur le disque « " + home.folder.string() +
+        "Impossible d’enregistrer sur le disque « " + (home.folder / "Applications").string() +
             " » : le disque a signalé une erreur d’entrée-sortie.");
 }
 

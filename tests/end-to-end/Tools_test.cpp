@@ -144,7 +144,7 @@ TEST_F(Tools, LearnOfAnInstallOnlyOnceItIsOnTheDisk) {
         GTEST_SKIP() << "strace cannot trace here";
     }
     EXPECT_EQ(
-        Child(injecting(program({"--install"}), {"-e", "inject=syncfs:error=EIO:when=1"})).wait().status, 1);
+        Child(injecting(program({"--install"}), {"-e", "inject=syncfs:error=EIO:when=3"})).wait().status, 1);
     EXPECT_EQ(product.toolCalls().size(), 2U); // of the signatures
 }
 

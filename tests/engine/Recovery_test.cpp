@@ -1,5 +1,5 @@
+#include "engine/ItemDigest.hpp"
 #include "engine/Recovery.hpp"
-#include "platform/Error.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TreeSnapshot.hpp"
 
@@ -10,148 +10,188 @@ namespace {
 using namespace engine;
 namespace fs = std::filesystem;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// A home as a run that was cut short leaves it: one template replaced, one file of the application's
-/// created.
+/// A home as a run that was cut short leaves it: one template replaced, another one about to be installed.
 struct RecoveryTest : testing::Test {
     tests::TemporaryFolder folder;
-    fs::path home = folder / "home";
-    fs::path outside = folder / "outside";
-    PackInstaller installer{home, folder / "payload"};
+    PackInstaller installer{folder / "home", folder / "payload"};
     PackPaths paths{installer};
-    fs::path backup = paths.backups / "B";
-    fs::path place = paths.category / "01 Fade/01 Fade.motr";
+    Journal journal{"01234567-89AB-CDEF-0123-456789ABCDEF", false, false, {}, {}};
+    fs::path backup = journal.backup(paths);
+    fs::path path = paths.category / "01 Fade/01 Fade.motr";
     fs::path saved = backup / "Templates/01 Fade/01 Fade.motr";
-    std::string path = place.lexically_relative(home).string();
-    RunRecord record{"B", "Staging-S", false, {}, {{path, "Templates/01 Fade/01 Fade.motr", true}}};
+    fs::path fresh = paths.category / "01 Fade/small.png";
 
     RecoveryTest() {
-        tests::writeFile(place, "the run's");
+        journal.entries = {{paths.inHome(path), textDigest("the user's"), textDigest("the run's")},
+                           {paths.inHome(fresh), "", textDigest("the run's too")}};
+        tests::writeFile(path, "the run's");
         tests::writeFile(saved, "the user's");
-        tests::writeFile(paths.support / "Staging-S/file", "staged");
-        fs::create_directories(outside);
+        tests::writeFile(journal.staging(paths) / "file", "staged");
     }
 
-    std::vector<std::string> undo() const { return Recovery(installer, paths, record).undoInterrupted(); }
+    Undone undo() const { return engine::undo(installer, paths, journal); }
 
-    /// Moves a folder out of the home and puts a link to it in its place.
-    void replaceByLink(const fs::path& item) const {
-        fs::rename(item, outside / item.filename());
-        fs::create_directory_symlink(outside / item.filename(), item);
-    }
-
-    /// What stands in the one folder of things that were set aside.
-    std::vector<std::string> setAside() const {
-        std::vector<std::string> found;
-        for (const auto& item : fs::recursive_directory_iterator(backup)) {
-            const std::string name = item.path().lexically_relative(backup).string();
-            if (name.starts_with("Interrupted-") && item.is_regular_file()) {
-                found.push_back(name.substr(name.find('/') + 1));
-            }
-        }
-        return found;
+    fs::path kept(const fs::path& item, const std::string& name = "Kept") const {
+        return backup / name / paths.inHome(item);
     }
 };
 
-TEST_F(RecoveryTest, PutsTheSavedCopyBackAndKeepsWhatStoodThere) {
-    EXPECT_THAT(undo(), IsEmpty());
-    EXPECT_EQ(tests::readFile(place), "the user's");
-    EXPECT_THAT(setAside(), ElementsAre(path));
-    EXPECT_FALSE(fs::exists(paths.support / "Staging-S"));
+TEST_F(RecoveryTest, RemovesWhatIsTheRunsAndPutsWhatWasSavedBack) {
+    tests::writeFile(fresh, "the run's too");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(path), "the user's");
+    EXPECT_FALSE(fs::exists(fresh));
+    EXPECT_FALSE(fs::exists(saved));
+    EXPECT_FALSE(fs::exists(backup / "Kept"));
+    EXPECT_FALSE(fs::exists(journal.staging(paths)));
 }
 
 TEST_F(RecoveryTest, UndoesNothingTwice) {
-    EXPECT_THAT(undo(), IsEmpty());
-    const auto after = tests::TreeSnapshot::of(home);
-    EXPECT_THAT(undo(), IsEmpty());
-    EXPECT_EQ(tests::difference(after, tests::TreeSnapshot::of(home)), "");
+    EXPECT_TRUE(undo().isRestored());
+    const auto after = tests::TreeSnapshot::of(folder.path());
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::difference(after, tests::TreeSnapshot::of(folder.path())), "");
 }
 
-TEST_F(RecoveryTest, ChangesNothingWhereTheBackupBecameALink) {
-    for (const fs::path& part : {saved.parent_path(), backup / "Templates", backup, paths.backups}) {
-        replaceByLink(part);
-        const auto before = tests::TreeSnapshot::of(folder.path());
-        EXPECT_THAT(undo(), ElementsAre(testing::StartsWith("Lien symbolique refusé, conservé : "))) << part;
-        EXPECT_EQ(tests::difference(before, tests::TreeSnapshot::of(folder.path())), "");
-        fs::remove(part);
-        fs::rename(outside / part.filename(), part);
+TEST_F(RecoveryTest, MovesAFileThatTheUserPutThereSinceIntoTheBackupAndNamesIt) {
+    tests::writeFile(path, "saved by the user since");
+    const Undone undone = undo();
+    EXPECT_TRUE(undone.isRestored());
+    EXPECT_EQ(tests::readFile(path), "the user's");
+    EXPECT_EQ(tests::readFile(kept(path)), "saved by the user since");
+    EXPECT_THAT(undone.kept,
+                ElementsAre(testing::AllOf(HasSubstr(path.string()), HasSubstr(kept(path).string()))));
+}
+
+TEST_F(RecoveryTest, KeepsTwoFilesOfTheUsersApart) {
+    tests::writeFile(kept(path), "of an earlier undoing");
+    tests::writeFile(path, "saved by the user since");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(kept(path)), "of an earlier undoing");
+    EXPECT_EQ(tests::readFile(kept(path, "Kept-2")), "saved by the user since");
+}
+
+TEST_F(RecoveryTest, LeavesWhatTheRunNeverReachedAsItIs) {
+    tests::writeFile(fresh, "the user's own");
+    fs::remove(saved);
+    tests::writeFile(path, "edited by the user since");
+    const Undone undone = undo();
+    EXPECT_TRUE(undone.isRestored());
+    EXPECT_EQ(tests::readFile(fresh), "the user's own");
+    EXPECT_EQ(tests::readFile(path), "edited by the user since");
+    EXPECT_FALSE(fs::exists(backup / "Kept"));
+}
+
+TEST_F(RecoveryTest, ReportsWhatHasNoCopyAnyMore) {
+    fs::remove_all(backup);
+    const Undone undone = undo();
+    EXPECT_FALSE(undone.isRestored());
+    EXPECT_TRUE(undone.isComplete());
+    EXPECT_THAT(undone.missing, ElementsAre(HasSubstr(path.string())));
+}
+
+TEST_F(RecoveryTest, TellsAnOriginalThatWasCopiedFromTheRunsOwnFile) {
+    tests::writeFile(path, "the user's"); // not yet taken away; what is saved is a copy
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(path), "the user's");
+    EXPECT_EQ(tests::readFile(saved), "the user's");
+}
+
+TEST_F(RecoveryTest, PrefersTheOriginalThatWasSetAsideToItsCopy) {
+    const fs::path aside = journal.temporary(path, 0, 'o');
+    tests::writeFile(aside, "newer than the copy");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(path), "newer than the copy");
+    EXPECT_FALSE(fs::exists(aside));
+}
+
+TEST_F(RecoveryTest, TakesTheCopyOfAFolderThatIsHalfRemoved) {
+    const fs::path& application = paths.installedApplication;
+    const fs::path copy = backup / applicationName;
+    tests::writeFile(copy / "a", "a");
+    tests::writeFile(copy / "b", "b");
+    journal.entries = {{paths.inHome(application), itemDigest(installer, copy), ""}};
+    const fs::path aside = journal.temporary(application, 0, 'o');
+    tests::writeFile(aside / "a", "a");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(application / "b"), "b");
+    EXPECT_FALSE(fs::exists(aside));
+}
+
+TEST_F(RecoveryTest, RemovesItemsThatWereNotFinished) {
+    const fs::path unfinished = journal.temporary(fresh, 1, 'n');
+    const fs::path unfinishedCopy = journal.temporary(saved, 0, 'n');
+    tests::writeFile(unfinished, "half");
+    tests::writeFile(unfinishedCopy, "half");
+    const fs::path others = path.parent_path() / ".01 Fade.motr.orvo-partial";
+    tests::writeFile(others, "a name that a user may give");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_FALSE(fs::exists(unfinished));
+    EXPECT_FALSE(fs::exists(unfinishedCopy));
+    EXPECT_TRUE(fs::exists(others));
+}
+
+TEST_F(RecoveryTest, SettlesWhatAnUndoingWasLookingAtWhenItWasCutShort) {
+    fs::rename(path, journal.temporary(path, 0, 'u'));
+    tests::writeFile(journal.temporary(fresh, 1, 'u'), "the user's own");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(path), "the user's");
+    EXPECT_FALSE(fs::exists(journal.temporary(path, 0, 'u')));
+    EXPECT_EQ(tests::readFile(kept(fresh)), "the user's own");
+}
+
+TEST_F(RecoveryTest, GivesATransitionFolderBackAsItWas) {
+    const fs::path gone = paths.category / "02 Old Wipe";
+    const std::string emptied = paths.inHome(gone);
+    journal.entries = {{emptied + "/small.png", textDigest("x"), ""}};
+    journal.folders = {{emptied, FolderState{0711, 1582934400'123456789}}};
+    tests::writeFile(backup / "Templates/02 Old Wipe/small.png", "x");
+    fs::create_directories(journal.emptied(paths, emptied));
+    const auto inode = installer.fm.status(journal.emptied(paths, emptied))->inode;
+    EXPECT_TRUE(undo().isRestored());
+    const auto status = installer.fm.status(gone);
+    EXPECT_EQ(status->inode, inode); // with its extended attributes
+    EXPECT_EQ(status->permissions, 0711U);
+    EXPECT_EQ(status->modified, 1582934400'123456789);
+    EXPECT_EQ(tests::readFile(gone / "small.png"), "x");
+}
+
+TEST_F(RecoveryTest, RemovesTheFoldersThatTheRunMadeWhenTheyAreEmpty) {
+    fs::remove_all(paths.home / "Movies");
+    fs::remove_all(backup);
+    tests::writeFile(fresh, "the run's too");
+    tests::writeFile(paths.home / "Applications/mine.txt", "the user's");
+    journal.entries.erase(journal.entries.begin());
+    for (fs::path above = paths.inHome(fresh.parent_path()); !above.empty(); above = above.parent_path()) {
+        journal.folders.emplace(above.string(), std::nullopt);
     }
-}
-
-TEST_F(RecoveryTest, ChangesNothingWhereAPlaceLeadsOutOfTheCategory) {
-    replaceByLink(place.parent_path());
-    const auto before = tests::TreeSnapshot::of(folder.path());
-    EXPECT_THAT(undo(), ElementsAre("Lien symbolique refusé, conservé : " + place.parent_path().string()));
-    EXPECT_EQ(tests::difference(before, tests::TreeSnapshot::of(folder.path())), "");
+    journal.folders.emplace("Applications", std::nullopt);
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_FALSE(fs::exists(paths.home / "Movies"));
+    EXPECT_TRUE(fs::exists(paths.home / "Applications/mine.txt"));
 }
 
 TEST_F(RecoveryTest, FollowsALinkAboveTheCategories) {
-    replaceByLink(home / "Movies");
-    EXPECT_THAT(undo(), IsEmpty());
-    EXPECT_EQ(tests::readFile(place), "the user's");
-    EXPECT_TRUE(fs::is_symlink(home / "Movies"));
+    fs::rename(paths.home / "Movies", folder / "Movies");
+    fs::create_directory_symlink(folder / "Movies", paths.home / "Movies");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(path), "the user's");
+    EXPECT_TRUE(fs::is_symlink(paths.home / "Movies"));
 }
 
-TEST_F(RecoveryTest, GivesAFolderThatWasMadeAgainItsPermissions) {
-    const fs::path gone = paths.category / "02 Old Wipe";
-    const fs::path madeAgain = paths.category / "01 Fade";
-    const auto relative = [&](const fs::path& item) { return item.lexically_relative(home).string(); };
-    record.folders = {{relative(gone), 0711U}, {relative(madeAgain), 0750U}, {"Movies", 0711U}};
-    fs::create_directory(outside / "linked");
-    fs::create_directory_symlink(outside / "linked", home / "link");
-    record.folders.emplace("link", 0700U);
-    EXPECT_THAT(undo(), IsEmpty());
-    EXPECT_EQ(installer.fm.folderPermissions(gone), 0711U);
-    EXPECT_EQ(installer.fm.folderPermissions(madeAgain), 0750U);
-    EXPECT_NE(installer.fm.folderPermissions(home / "Movies"), 0711U); // the user's own to set
-    EXPECT_NE(installer.fm.folderPermissions(outside / "linked"), 0700U);
-}
-
-TEST_F(RecoveryTest, RemovesCopiesThatWereNotFinished) {
-    const auto unfinished = [](const fs::path& item) { return platform::FileManager::temporaryName(item); };
-    tests::writeFile(unfinished(place), "half");
-    tests::writeFile(unfinished(saved), "half");
-    tests::writeFile(unfinished(backup / "Interrupted-X" / path), "half");
-    EXPECT_THAT(undo(), IsEmpty());
-    for (const auto& item : fs::recursive_directory_iterator(home)) {
-        EXPECT_FALSE(platform::FileManager::isTemporaryName(item.path())) << item.path();
-    }
-}
-
-TEST_F(RecoveryTest, LeavesAFileThatSomebodyElsePutInTheRunsPlace) {
-    const fs::path other = paths.category / "x";
-    Changes changes(installer, backup);
-    const auto takenWhile = [&](const fs::path& taken) {
-        EXPECT_THROW(changes.create(taken,
-                                    [&] {
-                                        tests::writeFile(taken, "somebody else's");
-                                        installer.fm.writeNew(taken,
-                                                              [](const auto& sink) { sink("the run's"); });
-                                    }),
-                     platform::Error);
-    };
-    changes.preserve(place, "again");
-    takenWhile(place);
-    takenWhile(other);
-    const auto problems = Recovery(installer, paths, record).undo(changes.list(), [&](const fs::path& item) {
-        installer.fm.removeItem(item);
-    });
-    EXPECT_EQ(tests::readFile(other), "somebody else's");
-    EXPECT_EQ(tests::readFile(place), "somebody else's");
-    EXPECT_EQ(tests::readFile(backup / "again"), "the run's");
-    EXPECT_THAT(problems, ElementsAre(testing::HasSubstr("« " + place.string() + " »")));
-}
-
-TEST_F(RecoveryTest, NamesThePlaceThatItCannotSetAside) {
-    const fs::path other = paths.category / "x";
-    tests::writeFile(other, "the run's");
-    record.places = {{other.lexically_relative(home).string(), "x", false}};
-    fs::remove_all(backup);
-    tests::writeFile(backup, "a file where the backup folder was");
-    EXPECT_THAT(undo(), ElementsAre("Impossible de mettre de côté « " + other.string() +
-                                    " » : un élément porte déjà ce nom."));
-    EXPECT_EQ(tests::readFile(other), "the run's");
+TEST_F(RecoveryTest, NamesWhatItCannotPutBackAndLeavesTheRestForAnotherTry) {
+    fs::remove_all(path.parent_path());
+    tests::writeFile(path.parent_path(), "a file where the folder was");
+    const Undone undone = undo();
+    EXPECT_FALSE(undone.isComplete());
+    EXPECT_THAT(undone.failures, Contains(HasSubstr(path.string())));
+    EXPECT_EQ(tests::readFile(saved), "the user's");
+    fs::remove(path.parent_path());
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(path), "the user's");
 }
 
 } // namespace

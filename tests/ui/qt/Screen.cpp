@@ -19,11 +19,11 @@ std::array<double, 3> colorAt(const QImage& picture, int x, int y) {
             static_cast<double>(qBlue(pixel))};
 }
 
-double squareDifference(const QImage& picture, const QImage& reference, const QRect& square) {
+double squareDifference(const QImage& picture, const QImage& reference, const QRect& square, int shift) {
     std::array<double, 3> sums{};
     for (int y = square.top(); y <= square.bottom(); ++y) {
         for (int x = square.left(); x <= square.right(); ++x) {
-            const auto left = colorAt(picture, x, y);
+            const auto left = colorAt(picture, std::clamp(x + shift, 0, picture.width() - 1), y);
             const auto right = colorAt(reference, x, y);
             for (std::size_t channel = 0; channel < sums.size(); ++channel) {
                 sums[channel] += std::abs(left[channel] - right[channel]);
@@ -111,7 +111,8 @@ std::string Screen::clipboard() const {
     return read.status == 0 ? read.output : "";
 }
 
-double difference(const QImage& picture, const QImage& reference, const std::vector<QRect>& masks) {
+double difference(const QImage& picture, const QImage& reference, const std::vector<QRect>& masks,
+                  int shift) {
     if (picture.isNull() || picture.size() != reference.size()) {
         return 255;
     }
@@ -122,7 +123,11 @@ double difference(const QImage& picture, const QImage& reference, const std::vec
             const bool masked = std::any_of(masks.begin(), masks.end(),
                                             [&](const QRect& mask) { return mask.intersects(square); });
             if (!masked) {
-                largest = std::max(largest, squareDifference(picture, reference, square));
+                double least = 255;
+                for (int moved = -shift; moved <= shift; ++moved) {
+                    least = std::min(least, squareDifference(picture, reference, square, moved));
+                }
+                largest = std::max(largest, least);
             }
         }
     }

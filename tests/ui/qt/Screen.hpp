@@ -48,9 +48,10 @@ private:
     std::unique_ptr<ChildProcess> windowManager;
 };
 
-/// The largest difference, from 0 to 255, between the mean colours of two pictures' small squares; squares
-/// that touch one of the masks count for nothing. Text that differs gives far more than antialiasing that
-/// differs.
-double difference(const QImage& picture, const QImage& reference, const std::vector<QRect>& masks = {});
+/// The largest difference, from 0 to 255, between the mean colours of two pictures' small squares, each where
+/// it fits best within `shift` pixels to either side; squares that touch one of the masks count for nothing.
+/// Text that differs gives far more than antialiasing that differs.
+double difference(const QImage& picture, const QImage& reference, const std::vector<QRect>& masks = {},
+                  int shift = 0);
 
 } // namespace tests

@@ -13,28 +13,15 @@ namespace {
 
 using platform::Json;
 
-std::string line(const Json& object) {
-    return platform::compactJson(object) + "\n";
-}
-
-/// Something that no run writes.
-struct Foreign {};
-
+/// Something that no run writes; the library's own refusals of values of another type are the same.
 void require(bool condition) {
     if (!condition) {
-        throw Foreign();
+        throw Json::other_error::create(501, "foreign", nullptr);
     }
 }
 
-const Json& value(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    require(found != object.end());
-    return *found;
-}
-
 std::string text(const Json& object, const char* key) {
-    require(value(object, key).is_string());
-    return value(object, key).get<std::string>();
+    return object.at(key).get<std::string>();
 }
 
 std::string digest(const Json& object, const char* key) {
@@ -47,21 +34,9 @@ std::string digest(const Json& object, const char* key) {
     return found;
 }
 
-std::string uuid(const Json& object, const char* key) {
-    constexpr std::size_t length = 36;
-    std::string found = text(object, key);
-    require(found.size() == length && found.find_first_not_of("0123456789ABCDEF-") == std::string::npos);
-    return found;
-}
-
-bool boolean(const Json& object, const char* key) {
-    require(value(object, key).is_boolean());
-    return value(object, key).get<bool>();
-}
-
 std::int64_t integer(const Json& object, const char* key) {
-    require(value(object, key).is_number_integer());
-    return value(object, key).get<std::int64_t>();
+    require(object.at(key).is_number_integer());
+    return object.at(key).get<std::int64_t>();
 }
 
 std::optional<FolderState> folderState(const Json& object) {
@@ -81,17 +56,18 @@ JournalEntry entry(const Json& object, const PackPaths& paths) {
 }
 
 void decodeLine(Journal& journal, const Json& object, const PackPaths& paths) {
-    require(object.is_object());
     if (journal.id.empty()) {
-        journal.id = uuid(object, "run");
-        journal.legacyHidden = boolean(object, "legacyHidden");
-        require(object.size() == 2);
+        constexpr std::size_t uuidLength = 36;
+        journal.id = text(object, "run");
+        journal.legacyHidden = object.at("legacyHidden").get<bool>();
+        require(object.size() == 2 && journal.id.size() == uuidLength &&
+                journal.id.find_first_not_of("0123456789ABCDEF-") == std::string::npos);
     } else if (object.contains("folder")) {
         require(journal.folders.emplace(text(object, "folder"), folderState(object)).second);
     } else if (object.contains("path")) {
         journal.entries.push_back(entry(object, paths));
     } else {
-        journal.unregistered = boolean(object, "unregistered");
+        journal.unregistered = object.at("unregistered").get<bool>();
         require(object.size() == 1 && journal.unregistered);
     }
 }
@@ -118,7 +94,7 @@ Journal decoded(std::string_view text, const PackPaths& paths, const fs::path& s
     while (!text.empty()) {
         const std::size_t end = text.find('\n');
         if (end == std::string_view::npos) {
-            require(!journal.id.empty() && unregisteredLine().starts_with(text));
+            require(!journal.id.empty() && unregisteredLine.starts_with(text));
             break;
         }
         decodeLine(journal, platform::parseJson(text.substr(0, end), source), paths);
@@ -153,32 +129,31 @@ fs::path Journal::temporary(const fs::path& path, std::size_t entry, char letter
 }
 
 void encodeJournal(const Journal& journal, const std::function<void(std::string_view)>& sink) {
-    sink(line({{"run", journal.id}, {"legacyHidden", journal.legacyHidden}}));
+    const auto quoted = [](const std::string& text) { return platform::compactJson(text); };
+    sink("{\"run\":" + quoted(journal.id) + ",\"legacyHidden\":" + (journal.legacyHidden ? "true" : "false") +
+         "}\n");
     for (const auto& [path, state] : journal.folders) {
-        Json object{{"folder", path}};
+        sink("{\"folder\":" + quoted(path));
         if (state) {
-            object["permissions"] = state->permissions;
-            object["modified"] = state->modified;
+            sink(",\"permissions\":" + std::to_string(state->permissions) +
+                 ",\"modified\":" + std::to_string(state->modified));
         }
-        sink(line(object));
+        sink("}\n");
     }
     for (const JournalEntry& entry : journal.entries) {
-        sink(line({{"path", entry.path}, {"before", entry.before}, {"after", entry.after}}));
+        sink("{\"path\":" + quoted(entry.path) + ",\"before\":" + quoted(entry.before) +
+             ",\"after\":" + quoted(entry.after) + "}\n");
     }
     if (journal.unregistered) {
-        sink(unregisteredLine());
+        sink(unregisteredLine);
     }
-}
-
-std::string unregisteredLine() {
-    return line({{"unregistered", true}});
 }
 
 Journal decodeJournal(std::string_view text, const PackPaths& paths, const fs::path& source) {
     const InstallError refusal("« " + source.string() + " » n’est pas un journal d’installation.");
     try {
         return decoded(text, paths, source);
-    } catch (const Foreign&) {
+    } catch (const Json::exception&) {
         throw refusal;
     } catch (const platform::Error&) { // not JSON
         throw refusal;

@@ -67,7 +67,7 @@ struct Journal {
 void encodeJournal(const Journal& journal, const std::function<void(std::string_view)>& sink);
 
 /// The line that is added when the registration has been taken back.
-std::string unregisteredLine();
+inline constexpr std::string_view unregisteredLine = "{\"unregistered\":true}\n";
 
 /// Throws InstallError, naming `source`, for anything that no run writes: other keys, paths that no run
 /// changes, folders that lead to none of its paths. Of `unregisteredLine` a part may be missing, when the

@@ -115,7 +115,7 @@ Journal JournalFile::read() const {
 }
 
 void JournalFile::recordUnregistered() const {
-    installer->fm.appendDurably(paths->journal, unregisteredLine());
+    installer->fm.appendDurably(paths->journal, unregisteredLine);
 }
 
 void JournalFile::end() const {

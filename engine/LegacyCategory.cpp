@@ -2,6 +2,9 @@
 
 #include "engine/ItemDigest.hpp"
 #include "engine/TemplateMark.hpp"
+#include "platform/Unicode.hpp"
+
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -46,9 +49,13 @@ FileTable touchedFiles(const LegacyPlan& plan, const Manifest& manifest) {
 
 void refuseUnknownTemplates(const PackInstaller& installer, const fs::path& folder,
                             const Manifest& manifest) {
+    std::set<std::string> known;
+    for (const auto& [path, digest] : manifest.files) {
+        known.insert(platform::composed(path));
+    }
     installer.fm.enumerate(folder, [&](const fs::path& item, const platform::ItemStatus& status) {
         if (status.kind != platform::ItemStatus::Kind::folder && item.extension() == ".motr" &&
-            !manifest.files.contains(installer.relative(item, folder))) {
+            !known.contains(platform::composed(installer.relative(item, folder)))) {
             throw InstallError("La catégorie historique contient une transition inconnue : " + item.string() +
                                ". Migration interrompue pour la préserver.");
         }

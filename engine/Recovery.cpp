@@ -23,27 +23,225 @@ public:
     Recovery(const PackInstaller& owner, const PackPaths& where, const Journal& record)
         : installer(owner), fm(owner.fm), paths(where), journal(record) {}
 
-    Undone run();
+    Undone run() {
+        for (const auto& [folder, state] : journal.folders) {
+            if (state) {
+                attempt([&, &path = folder] { restoreEmptiedFolder(path); });
+            }
+        }
+        for (std::size_t number = journal.entries.size(); number-- > 0;) {
+            attempt([&] { restore(number); }, notRestored(paths.home / journal.entries[number].path));
+        }
+        attempt([&] {
+            if (installer.exists(paths.legacy)) {
+                fm.setHidden(paths.legacy, journal.legacyHidden);
+            }
+        });
+        attempt([&] { restoreRegistration(); });
+        restoreFolders();
+        removeStaging();
+        attempt([&] { fm.synchronizeFileSystems(journal.changedFolders(paths)); });
+        return std::move(undone);
+    }
 
 private:
     /// Runs one step; a failure is noted, after these words, and does not stop the others.
     template <typename Step>
-    void attempt(Step step, const std::string& words = {});
+    void attempt(Step step, const std::string& words = {}) {
+        try {
+            step();
+        } catch (const std::exception&) {
+            undone.failures.push_back(words + localizedDescription(std::current_exception()));
+        }
+    }
 
-    void restoreEmptiedFolder(const std::string& folder);
-    void restore(std::size_t number);
-    void removeUnfinished(const fs::path& path, std::size_t number);
-    std::optional<fs::path> findOriginal(std::size_t number) const;
-    void judgeWithoutOriginal(const fs::path& path, std::size_t number, const std::string& now);
-    void putBack(const fs::path& original, const fs::path& path, std::size_t number);
-    void clear(const fs::path& path, std::size_t number);
-    void settle(const fs::path& item, const fs::path& path, std::size_t number);
-    void keep(const fs::path& item, const fs::path& path, std::size_t number);
-    void discardAside(const fs::path& path, std::size_t number);
-    void move(const fs::path& from, const fs::path& to, std::size_t number);
-    void restoreRegistration();
-    void restoreFolders();
-    void removeStaging();
+    void restoreEmptiedFolder(const std::string& folder) {
+        const fs::path emptied = journal.emptied(paths, folder);
+        const fs::path path = paths.home / folder;
+        const std::size_t number = journal.entries.size();
+        fm.removeItem(journal.temporary(emptied, number, 'n'));
+        fm.removeItem(journal.temporary(path, number, 'n'));
+        if (fm.existsNoFollow(emptied) && !fm.existsNoFollow(path)) {
+            fm.moveItem(emptied, path, journal.temporary(path, number, 'n'));
+        }
+    }
+
+    void restore(std::size_t number) {
+        const JournalEntry& entry = journal.entries[number];
+        const fs::path path = paths.home / entry.path;
+        removeUnfinished(path, number);
+        const std::string now = itemDigest(installer, path);
+        const std::optional<fs::path> original = findOriginal(number);
+        const bool isAsBefore = now == entry.before && (entry.before != entry.after || !original ||
+                                                        itemDigest(installer, *original) != entry.before);
+        if (!isAsBefore && original) {
+            putBack(*original, path, number);
+        } else if (!isAsBefore) {
+            judgeWithoutOriginal(path, number, now);
+        }
+        discardAside(path, number);
+    }
+
+    /// Items that were being made, and one that an undo was looking at when it was cut short.
+    void removeUnfinished(const fs::path& path, std::size_t number) {
+        fm.removeItem(journal.temporary(path, number, 'n'));
+        fm.removeItem(journal.temporary(savedPath(number), number, 'n'));
+        if (const fs::path item = journal.temporary(path, number, 'u'); fm.existsNoFollow(item)) {
+            settle(item, path, number);
+        }
+    }
+
+    /// What existed at the path: set aside beside it, or in the backup folder. Between two disks both exist
+    /// until the run ends; a folder that was set aside may be half removed by then.
+    std::optional<fs::path> findOriginal(std::size_t number) const {
+        const JournalEntry& entry = journal.entries[number];
+        const fs::path aside = journal.temporary(paths.home / entry.path, number, 'o');
+        const fs::path saved = savedPath(number);
+        const bool isSaved = fm.existsNoFollow(saved);
+        if (fm.existsNoFollow(aside) &&
+            (!isSaved || !fm.isFolder(aside) || itemDigest(installer, aside) == entry.before)) {
+            return aside;
+        }
+        return isSaved ? std::optional(saved) : std::nullopt;
+    }
+
+    /// The run has not reached the path, or what it had saved is gone.
+    void judgeWithoutOriginal(const fs::path& path, std::size_t number, const std::string& now) {
+        const JournalEntry& entry = journal.entries[number];
+        const bool isOwn = !now.empty() && now == entry.after;
+        if (isOwn) {
+            clear(path, number);
+        }
+        if (!entry.before.empty() && (isOwn || now.empty())) {
+            undone.missing.push_back(notRestored(path) + "il n’en existe pas de copie.");
+        }
+    }
+
+    /// Somebody may write to the path at any moment, so it is cleared again when it is not free.
+    void putBack(const fs::path& original, const fs::path& path, std::size_t number) {
+        fm.makeFolder(path.parent_path());
+        for (int triesLeft = 3;; --triesLeft) {
+            clear(path, number);
+            try {
+                move(original, path, number);
+                return;
+            } catch (const platform::Error& error) {
+                if (error.number() != EEXIST || triesLeft == 0) {
+                    throw;
+                }
+            }
+        }
+    }
+
+    /// Frees the path. The item gets another name before it is looked at, so that nobody changes it in
+    /// between.
+    void clear(const fs::path& path, std::size_t number) {
+        const fs::path item = journal.temporary(path, number, 'u');
+        try {
+            fm.renameItem(path, item);
+        } catch (const platform::Error& error) {
+            if (error.number() == ENOENT) {
+                return;
+            }
+            if (error.number() != EXDEV) {
+                throw;
+            }
+            settle(path, path, number);
+            return;
+        }
+        settle(item, path, number);
+    }
+
+    void settle(const fs::path& item, const fs::path& path, std::size_t number) {
+        const std::string& own = journal.entries[number].after;
+        if (!own.empty() && itemDigest(installer, item) == own) {
+            fm.removeItem(item);
+        } else {
+            keep(item, path, number);
+        }
+    }
+
+    /// Moves an item of the user's that was found at the path into the backup folder.
+    void keep(const fs::path& item, const fs::path& path, std::size_t number) {
+        const fs::path backup = journal.backup(paths);
+        fs::path target = backup / "Kept" / paths.inHome(path);
+        for (int next = 2; fm.existsNoFollow(target); ++next) {
+            target = backup / ("Kept-" + std::to_string(next)) / paths.inHome(path);
+        }
+        try {
+            fm.makeFolder(target.parent_path(), 0700);
+            move(item, target, number);
+        } catch (const std::exception&) {
+            if (item != path && !fm.existsNoFollow(path)) {
+                fm.renameItem(item, path);
+            }
+            throw;
+        }
+        undone.kept.push_back("« " + path.string() +
+                              " » avait changé entre-temps, et c’est conservé dans « " + target.string() +
+                              " ».");
+    }
+
+    /// What was set aside and is needed no more.
+    void discardAside(const fs::path& path, std::size_t number) {
+        const fs::path aside = journal.temporary(path, number, 'o');
+        if (!fm.existsNoFollow(aside)) {
+            return;
+        }
+        if (itemDigest(installer, aside) == journal.entries[number].before) {
+            fm.removeItem(aside);
+        } else {
+            keep(aside, path, number);
+        }
+    }
+
+    void move(const fs::path& from, const fs::path& to, std::size_t number) {
+        const fs::path partial = journal.temporary(to, number, 'n');
+        fm.removeItem(partial);
+        fm.moveItem(from, to, partial);
+    }
+
+    /// A registration that cannot be given back stops nobody.
+    void restoreRegistration() {
+        const fs::path& application = paths.installedApplication;
+        if (!journal.unregistered || !hasExtension(installer, application)) {
+            return;
+        }
+        try {
+            if (!installer.register_) {
+                throw InstallError("--no-register");
+            }
+            registerExtension(installer, application);
+        } catch (const std::exception&) {
+            undone.registration =
+                "L’extension de « " + application.string() +
+                " » n’est plus enregistrée : " + localizedDescription(std::current_exception());
+        }
+    }
+
+    void restoreFolders() {
+        for (auto folder = journal.folders.rbegin(); folder != journal.folders.rend(); ++folder) {
+            attempt([&] {
+                const fs::path path = paths.home / folder->first;
+                if (!folder->second) {
+                    fm.removeEmptyFolder(path);
+                } else if (const auto status = fm.status(path);
+                           status && status->kind == platform::ItemStatus::Kind::folder) {
+                    fm.setPermissions(path, folder->second->permissions);
+                    fm.setModified(path, folder->second->modified);
+                }
+            });
+        }
+    }
+
+    void removeStaging() {
+        try {
+            fm.removeItem(journal.staging(paths));
+        } catch (const std::exception&) {
+            undone.leftover = localizedDescription(std::current_exception());
+        }
+    }
+
     fs::path savedPath(std::size_t number) const { return journal.saved(paths, journal.entries[number]); }
 
     const PackInstaller& installer;
@@ -52,220 +250,6 @@ private:
     const Journal& journal;
     Undone undone;
 };
-
-template <typename Step>
-void Recovery::attempt(Step step, const std::string& words) {
-    try {
-        step();
-    } catch (const std::exception&) {
-        undone.failures.push_back(words + localizedDescription(std::current_exception()));
-    }
-}
-
-Undone Recovery::run() {
-    for (const auto& [folder, state] : journal.folders) {
-        if (state) {
-            attempt([&, &path = folder] { restoreEmptiedFolder(path); });
-        }
-    }
-    for (std::size_t number = journal.entries.size(); number-- > 0;) {
-        attempt([&] { restore(number); }, notRestored(paths.home / journal.entries[number].path));
-    }
-    attempt([&] {
-        if (installer.exists(paths.legacy)) {
-            fm.setHidden(paths.legacy, journal.legacyHidden);
-        }
-    });
-    attempt([&] { restoreRegistration(); });
-    restoreFolders();
-    removeStaging();
-    attempt([&] { fm.synchronizeFileSystems(journal.changedFolders(paths)); });
-    return std::move(undone);
-}
-
-void Recovery::restoreEmptiedFolder(const std::string& folder) {
-    const fs::path emptied = journal.emptied(paths, folder);
-    const fs::path path = paths.home / folder;
-    const std::size_t number = journal.entries.size();
-    fm.removeItem(journal.temporary(emptied, number, 'n'));
-    fm.removeItem(journal.temporary(path, number, 'n'));
-    if (fm.existsNoFollow(emptied) && !fm.existsNoFollow(path)) {
-        fm.moveItem(emptied, path, journal.temporary(path, number, 'n'));
-    }
-}
-
-void Recovery::restore(std::size_t number) {
-    const JournalEntry& entry = journal.entries[number];
-    const fs::path path = paths.home / entry.path;
-    removeUnfinished(path, number);
-    const std::string now = itemDigest(installer, path);
-    const std::optional<fs::path> original = findOriginal(number);
-    const bool isAsBefore = now == entry.before && (entry.before != entry.after || !original ||
-                                                    itemDigest(installer, *original) != entry.before);
-    if (!isAsBefore && original) {
-        putBack(*original, path, number);
-    } else if (!isAsBefore) {
-        judgeWithoutOriginal(path, number, now);
-    }
-    discardAside(path, number);
-}
-
-/// Items that were being made, and one that an undo was looking at when it was cut short.
-void Recovery::removeUnfinished(const fs::path& path, std::size_t number) {
-    fm.removeItem(journal.temporary(path, number, 'n'));
-    fm.removeItem(journal.temporary(savedPath(number), number, 'n'));
-    if (const fs::path item = journal.temporary(path, number, 'u'); fm.existsNoFollow(item)) {
-        settle(item, path, number);
-    }
-}
-
-/// What existed at the path: set aside beside it, or in the backup folder. Between two disks both exist until
-/// the run ends; a folder that was set aside may be half removed by then.
-std::optional<fs::path> Recovery::findOriginal(std::size_t number) const {
-    const JournalEntry& entry = journal.entries[number];
-    const fs::path aside = journal.temporary(paths.home / entry.path, number, 'o');
-    const fs::path saved = savedPath(number);
-    const bool isSaved = fm.existsNoFollow(saved);
-    if (fm.existsNoFollow(aside) &&
-        (!isSaved || !fm.isFolder(aside) || itemDigest(installer, aside) == entry.before)) {
-        return aside;
-    }
-    return isSaved ? std::optional(saved) : std::nullopt;
-}
-
-/// The run has not reached the path, or what it had saved is gone.
-void Recovery::judgeWithoutOriginal(const fs::path& path, std::size_t number, const std::string& now) {
-    const JournalEntry& entry = journal.entries[number];
-    const bool isOwn = !now.empty() && now == entry.after;
-    if (isOwn) {
-        clear(path, number);
-    }
-    if (!entry.before.empty() && (isOwn || now.empty())) {
-        undone.missing.push_back(notRestored(path) + "il n’en existe pas de copie.");
-    }
-}
-
-/// Somebody may write to the path at any moment, so it is cleared again when it is not free.
-void Recovery::putBack(const fs::path& original, const fs::path& path, std::size_t number) {
-    fm.makeFolder(path.parent_path());
-    for (int triesLeft = 3;; --triesLeft) {
-        clear(path, number);
-        try {
-            move(original, path, number);
-            return;
-        } catch (const platform::Error& error) {
-            if (error.number() != EEXIST || triesLeft == 0) {
-                throw;
-            }
-        }
-    }
-}
-
-/// Frees the path. The item gets another name before it is looked at, so that nobody changes it in between.
-void Recovery::clear(const fs::path& path, std::size_t number) {
-    const fs::path item = journal.temporary(path, number, 'u');
-    try {
-        fm.renameItem(path, item);
-    } catch (const platform::Error& error) {
-        if (error.number() == ENOENT) {
-            return;
-        }
-        if (error.number() != EXDEV) {
-            throw;
-        }
-        settle(path, path, number);
-        return;
-    }
-    settle(item, path, number);
-}
-
-void Recovery::settle(const fs::path& item, const fs::path& path, std::size_t number) {
-    const std::string& own = journal.entries[number].after;
-    if (!own.empty() && itemDigest(installer, item) == own) {
-        fm.removeItem(item);
-    } else {
-        keep(item, path, number);
-    }
-}
-
-/// Moves an item of the user's that was found at the path into the backup folder.
-void Recovery::keep(const fs::path& item, const fs::path& path, std::size_t number) {
-    const fs::path backup = journal.backup(paths);
-    fs::path target = backup / "Kept" / paths.inHome(path);
-    for (int next = 2; fm.existsNoFollow(target); ++next) {
-        target = backup / ("Kept-" + std::to_string(next)) / paths.inHome(path);
-    }
-    try {
-        fm.makeFolder(target.parent_path(), 0700);
-        move(item, target, number);
-    } catch (const std::exception&) {
-        if (item != path && !fm.existsNoFollow(path)) {
-            fm.renameItem(item, path);
-        }
-        throw;
-    }
-    undone.kept.push_back("« " + path.string() + " » avait changé entre-temps, et c’est conservé dans « " +
-                          target.string() + " ».");
-}
-
-/// What was set aside and is needed no more.
-void Recovery::discardAside(const fs::path& path, std::size_t number) {
-    const fs::path aside = journal.temporary(path, number, 'o');
-    if (!fm.existsNoFollow(aside)) {
-        return;
-    }
-    if (itemDigest(installer, aside) == journal.entries[number].before) {
-        fm.removeItem(aside);
-    } else {
-        keep(aside, path, number);
-    }
-}
-
-void Recovery::move(const fs::path& from, const fs::path& to, std::size_t number) {
-    const fs::path partial = journal.temporary(to, number, 'n');
-    fm.removeItem(partial);
-    fm.moveItem(from, to, partial);
-}
-
-/// A registration that cannot be given back stops nobody.
-void Recovery::restoreRegistration() {
-    const fs::path& application = paths.installedApplication;
-    if (!journal.unregistered || !hasExtension(installer, application)) {
-        return;
-    }
-    try {
-        if (!installer.register_) {
-            throw InstallError("--no-register");
-        }
-        registerExtension(installer, application);
-    } catch (const std::exception&) {
-        undone.registration = "L’extension de « " + application.string() +
-                              " » n’est plus enregistrée : " + localizedDescription(std::current_exception());
-    }
-}
-
-void Recovery::restoreFolders() {
-    for (auto folder = journal.folders.rbegin(); folder != journal.folders.rend(); ++folder) {
-        attempt([&] {
-            const fs::path path = paths.home / folder->first;
-            if (!folder->second) {
-                fm.removeEmptyFolder(path);
-            } else if (const auto status = fm.status(path);
-                       status && status->kind == platform::ItemStatus::Kind::folder) {
-                fm.setPermissions(path, folder->second->permissions);
-                fm.setModified(path, folder->second->modified);
-            }
-        });
-    }
-}
-
-void Recovery::removeStaging() {
-    try {
-        fm.removeItem(journal.staging(paths));
-    } catch (const std::exception&) {
-        undone.leftover = localizedDescription(std::current_exception());
-    }
-}
 
 } // namespace
 

@@ -1,43 +1,59 @@
 #include "engine/Request.hpp"
 
 #include "engine/PackTitles.hpp"
+#include "platform/Unicode.hpp"
 
 #include <algorithm>
+#include <map>
 
 namespace engine {
 
 bool Request::selected(const std::string& path) const {
-    const std::string transition = transitionOf(path);
-    if (selection.contains(transition) || retired.contains(transition)) {
-        return true;
-    }
-    return std::ranges::any_of(renameTable, [&](const Rename& rename) {
-        return rename.older == transition && selection.contains(std::string(rename.current));
-    });
+    return cleared.contains(platform::composed(transitionOf(path)));
 }
 
 bool Request::allows(const std::string& path) const {
-    const std::string transition = transitionOf(path);
-    return isTemplateFile(path) &&
-           (std::ranges::find(renameTable, transition, &Rename::older) != renameTable.end() ||
-            titles.contains(transition));
+    return isTemplateFile(path) && titles.contains(platform::composed(transitionOf(path)));
 }
 
 Request makeRequest(const PackInstaller& installer, bool uninstall,
                     const PackInstaller::Selection& selection) {
     Request request{uninstall, {}, {}, {}};
-    std::set<std::string> offered;
+    std::map<std::string, std::string> offered; // composed, and as the catalogue spells it
     for (const CatalogName& entry : installer.catalog()) {
         if (!isFolderName(entry.name)) {
             throw InstallError("Le catalogue contient un nom de transition invalide : « " + entry.name +
                                " »");
         }
-        request.titles.insert(entry.name);
-        (entry.retired.value_or(false) ? request.retired : offered).insert(entry.name);
+        const std::string title = platform::composed(entry.name);
+        request.titles.insert(title);
+        if (entry.retired.value_or(false)) {
+            request.cleared.insert(title);
+        } else {
+            offered.emplace(title, entry.name);
+        }
     }
-    request.selection = selection ? *selection : offered;
-    if (request.selection.empty() || !std::ranges::includes(offered, request.selection)) {
+    const auto select = [&](const std::string& name) {
+        const auto found = offered.find(platform::composed(name));
+        if (found == offered.end()) {
+            throw InstallError("Sélection de transitions invalide.");
+        }
+        request.selection.insert(found->second);
+        request.cleared.insert(found->first);
+    };
+    if (selection) {
+        std::ranges::for_each(*selection, select);
+    } else {
+        std::ranges::for_each(offered, [&](const auto& title) { select(title.second); });
+    }
+    if (request.selection.empty()) {
         throw InstallError("Sélection de transitions invalide.");
+    }
+    for (const Rename& rename : renameTable) {
+        request.titles.emplace(rename.older);
+        if (request.selection.contains(std::string(rename.current))) {
+            request.cleared.emplace(rename.older);
+        }
     }
     return request;
 }

@@ -8,12 +8,13 @@
 
 namespace engine {
 
-/// What a run is asked for, checked against the pack alone.
+/// What a run is asked for, checked against the pack alone. Titles are compared with their accents composed:
+/// disks, keyboards and packs spell them in two ways.
 struct Request {
     bool uninstall = false;
-    std::set<std::string> titles; ///< every title of the catalogue
-    std::set<std::string> retired;
-    std::set<std::string> selection; ///< never empty
+    std::set<std::string> titles;    ///< every title of the catalogue, composed
+    std::set<std::string> cleared;   ///< the titles whose files the run replaces or removes, composed
+    std::set<std::string> selection; ///< as the catalogue spells it; never empty
 
     /// Whether a file, by its path relative to a category folder, belongs to the run: by its transition, by
     /// the title that the older pack gave the transition, or because its transition is no longer offered.

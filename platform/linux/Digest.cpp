@@ -4,6 +4,8 @@
 
 #include <openssl/evp.h>
 
+#include <new>
+
 namespace platform {
 namespace {
 
@@ -25,6 +27,9 @@ struct Sha256::State {
 };
 
 Sha256::Sha256() : state(std::make_unique<State>()) {
+    if (!state->context) {
+        throw std::bad_alloc();
+    }
     require(EVP_DigestInit_ex(state->context.get(), EVP_sha256(), nullptr));
 }
 

@@ -230,4 +230,23 @@ TEST_F(OlderCategory, StaysVisibleAfterTheRecovery) {
     EXPECT_FALSE(fs::exists(home.hiddenList));
 }
 
+TEST_F(OlderCategory, KnowsItsTemplatesHoweverTheDiskSpellsTheirAccents) {
+    const std::string composed = "12 Fondu encha\u00EEn\u00E9";
+    const std::string decomposed = "12 Fondu enchai\u0302ne\u0301";
+    writeFile(product.catalog, R"([{"name":"01 Ink Drop"},{"name":")" + composed + R"(","retired":true}])");
+    fs::remove_all(home.legacy);
+    writeTransition(home.legacy, decomposed, "1.0");
+    Digests digests;
+    for (const auto& [path, digest] : digestsOf(decomposed, "1.0")) {
+        std::string listed = path;
+        for (std::size_t at = 0; (at = listed.find(decomposed, at)) != std::string::npos; ++at) {
+            listed.replace(at, decomposed.size(), composed);
+        }
+        digests[listed] = digest;
+    }
+    writeManifest(home.legacyManifest, digests);
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.error.find("inconnue"), std::string::npos) << outcome.error;
+}
+
 } // namespace

@@ -58,8 +58,8 @@ TEST_F(JournalTest, ReadsALastLineThatIsHalfWritten) {
     expected.unregistered = false;
     const std::string text = encoded(example());
     EXPECT_EQ(decode(text.substr(0, text.size() - 1)), expected);
-    EXPECT_EQ(decode(text.substr(0, text.size() - unregisteredLine().size() + 1)), expected);
-    expectRefused(text.substr(0, text.size() - unregisteredLine().size() - 1));
+    EXPECT_EQ(decode(text.substr(0, text.size() - unregisteredLine.size() + 1)), expected);
+    expectRefused(text.substr(0, text.size() - unregisteredLine.size() - 1));
 }
 
 TEST_F(JournalTest, KeepsEachItemInTheBackupUnderTheNameThatItsPathImplies) {

@@ -11,8 +11,11 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <iterator>
 #include <memory>
+#include <new>
+#include <ratio>
 #include <set>
 #include <system_error>
 
@@ -103,7 +106,15 @@ ItemStatus::Kind kindOf(mode_t mode) {
                            : Kind::other;
 }
 
-// --- folders
+bool changesPermissions(const fs::path& path, unsigned permissions) {
+    return retrying([&] { return ::chmod(path.c_str(), static_cast<mode_t>(permissions)); }) == 0;
+}
+
+void changePermissions(const fs::path& path, unsigned permissions) {
+    if (!changesPermissions(path, permissions)) {
+        throw fileError("régler les permissions de", path, errno);
+    }
+}
 
 struct CloseListing {
     void operator()(DIR* listing) const { ::closedir(listing); }
@@ -139,7 +150,7 @@ std::vector<std::string> names(const fs::path& folder, int flags = 0) {
 void makeFolderWritable(const fs::path& folder) {
     const unsigned found = parts::information(folder, "supprimer").st_mode & allPermissions;
     if ((found & S_IRWXU) != S_IRWXU) {
-        retrying([&] { return ::chmod(folder.c_str(), static_cast<mode_t>(found | S_IRWXU)); });
+        changesPermissions(folder, found | S_IRWXU);
     }
 }
 
@@ -163,8 +174,6 @@ void removeTree(const fs::path& item) {
     }
 }
 
-// --- renames
-
 /// For FAT and some network disks, which know no exclusive rename.
 int renameAfterLooking(const fs::path& from, const fs::path& to) {
     struct stat found {};
@@ -185,19 +194,12 @@ void renameExclusively(const fs::path& from, const fs::path& to) {
     }
 }
 
-void changePermissions(const fs::path& path, unsigned permissions) {
-    if (retrying([&] { return ::chmod(path.c_str(), static_cast<mode_t>(permissions)); }) != 0) {
-        throw fileError("régler les permissions de", path, errno);
-    }
-}
-
-/// A folder can be renamed only by who may write to it: Linux changes its "..", macOS asks for it always.
-void renameReadOnlyFolder(const fs::path& from, const fs::path& to, unsigned permissions) {
-    changePermissions(from, permissions | S_IWUSR);
+/// Renames a folder that was made writable for it, and gives it these permissions back.
+void renameUnlockedFolder(const fs::path& from, const fs::path& to, unsigned permissions) {
     try {
         renameExclusively(from, to);
     } catch (const Error&) {
-        changePermissions(from, permissions);
+        changesPermissions(from, permissions); // the first failure is the one to report
         throw;
     }
     try {
@@ -208,19 +210,11 @@ void renameReadOnlyFolder(const fs::path& from, const fs::path& to, unsigned per
     }
 }
 
-// --- copies
-
 void changeDate(const fs::path& path, const timespec& date) {
     const std::array<timespec, 2> dates{{{0, UTIME_OMIT}, date}};
     if (retrying([&] { return ::utimensat(AT_FDCWD, path.c_str(), dates.data(), AT_SYMLINK_NOFOLLOW); }) !=
         0) {
         throw fileError("dater", path, errno);
-    }
-}
-
-void copyLink(const fs::path& from, const fs::path& to, const std::string& target) {
-    if (retrying([&] { return ::symlink(target.c_str(), to.c_str()); }) != 0) {
-        throw fileError("copier", from, to, errno);
     }
 }
 
@@ -243,33 +237,39 @@ void completeCopy(const fs::path& from, const fs::path& to, const struct stat& o
 void copyTree(const FileManager& files, const fs::path& from, const fs::path& to,
               const std::function<void(const fs::path&)>& copied) {
     const struct stat original = parts::information(from, "lire");
-    if (S_ISREG(original.st_mode)) {
+    const auto check = [&](int result) {
+        if (result != 0) {
+            throw fileError("copier", from, to, errno);
+        }
+    };
+    switch (kindOf(original.st_mode)) {
+    case ItemStatus::Kind::file:
         parts::copyFile(from, to, original);
-    } else if (S_ISLNK(original.st_mode)) {
-        copyLink(from, to, files.linkTarget(from));
-    } else if (!S_ISDIR(original.st_mode)) {
-        throw fileError("copier", from, ENXIO);
-    } else if (retrying([&] { return ::mkdir(to.c_str(), S_IRWXU); }) != 0) {
-        throw fileError("copier", from, to, errno);
-    } else {
+        break;
+    case ItemStatus::Kind::folder:
+        check(retrying([&] { return ::mkdir(to.c_str(), S_IRWXU); }));
         for (const std::string& name : parts::copiesCompanions ? files.list(from) : names(from, O_NOFOLLOW)) {
             copyTree(files, from / name, to / name, copied);
         }
         parts::copyFolderAttributes(from, to);
+        break;
+    case ItemStatus::Kind::link: {
+        const std::string target = files.linkTarget(from);
+        check(retrying([&] { return ::symlink(target.c_str(), to.c_str()); }));
+        break;
+    }
+    case ItemStatus::Kind::other:
+        throw fileError("copier", from, ENXIO);
     }
     completeCopy(from, to, original);
     copied(to);
 }
 
-// --- contents
-
-struct OpenFile {
-    Descriptor file;
-    std::uint64_t size;
-};
-
-OpenFile openFile(const fs::path& path) {
-    Descriptor file = parts::openForReading(path);
+/// Hands a regular file's contents to the sink, once `accept` has been told its size. A disk that ends a file
+/// early, as some network disks do, must not give it another digest.
+void readFile(const fs::path& path, const std::function<void(std::uint64_t)>& accept,
+              const FileManager::Sink& sink) {
+    const Descriptor file = parts::openForReading(path);
     struct stat found {};
     if (::fstat(file.get(), &found) != 0) {
         throw fileError("lire", path, errno);
@@ -277,26 +277,20 @@ OpenFile openFile(const fs::path& path) {
     if (!S_ISREG(found.st_mode)) {
         throw fileError("lire", path, S_ISDIR(found.st_mode) ? EISDIR : ENXIO);
     }
-    return {std::move(file), static_cast<std::uint64_t>(found.st_size)};
-}
-
-/// A disk that ends a file early, as some network disks do, must not give it another digest.
-void readPieces(const fs::path& path, const OpenFile& opened, const FileManager::Sink& sink) {
-    std::uint64_t total = 0;
+    accept(static_cast<std::uint64_t>(found.st_size));
     std::array<char, pieceSize> piece; // not cleared: small files are many
-    for (;;) {
-        const ssize_t length =
-            retrying([&] { return ::read(opened.file.get(), piece.data(), piece.size()); });
+    for (off_t total = 0;;) {
+        const ssize_t length = retrying([&] { return ::read(file.get(), piece.data(), piece.size()); });
         if (length < 0) {
             throw fileError("lire", path, errno);
         }
-        if (length == 0 && total < opened.size) {
+        if (length == 0 && total < found.st_size) {
             throw fileError("lire", path, "la lecture s’est arrêtée avant la fin du fichier");
         }
         if (length == 0) {
             return;
         }
-        total += static_cast<std::uint64_t>(length);
+        total += length;
         sink({piece.data(), static_cast<std::size_t>(length)});
     }
 }
@@ -386,24 +380,32 @@ fs::path FileManager::resolved(const fs::path& path) const {
 }
 
 std::string FileManager::read(const fs::path& path, std::uint64_t most) const {
-    const OpenFile opened = openFile(path);
+    std::string contents;
     const auto allow = [&](std::uint64_t size) {
         if (size > most) {
             throw fileError("lire", path, EFBIG);
         }
     };
-    allow(opened.size);
-    std::string contents;
-    contents.reserve(opened.size);
-    readPieces(path, opened, [&](std::string_view piece) {
-        allow(contents.size() + piece.size());
-        contents.append(piece);
-    });
+    try {
+        readFile(
+            path,
+            [&](std::uint64_t size) {
+                allow(size);
+                contents.reserve(size);
+            },
+            [&](std::string_view piece) {
+                allow(contents.size() + piece.size()); // it may grow meanwhile
+                contents.append(piece);
+            });
+    } catch (const std::bad_alloc&) {
+        throw fileError("lire", path, ENOMEM);
+    }
     return contents;
 }
 
 void FileManager::read(const fs::path& path, const Sink& sink) const {
-    readPieces(path, openFile(path), sink);
+    readFile(
+        path, [](std::uint64_t) {}, sink);
 }
 
 void FileManager::writeNew(const fs::path& path, const Source& contents) const {
@@ -457,10 +459,12 @@ void FileManager::renameItem(const fs::path& from, const fs::path& to) const {
         renameExclusively(from, to);
     } catch (const Error& error) {
         const auto found = error.number() == EACCES ? inspect(from, ::lstat) : std::nullopt;
-        if (!found || !S_ISDIR(found->st_mode) || (found->st_mode & S_IWUSR) != 0) {
+        // A folder is renamed only by who may write to it: Linux changes its "..", macOS asks for it always.
+        if (!found || !S_ISDIR(found->st_mode) || (found->st_mode & S_IWUSR) != 0 ||
+            !changesPermissions(from, (found->st_mode & allPermissions) | S_IWUSR)) {
             throw;
         }
-        renameReadOnlyFolder(from, to, found->st_mode & allPermissions);
+        renameUnlockedFolder(from, to, found->st_mode & allPermissions);
     }
 }
 

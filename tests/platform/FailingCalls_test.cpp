@@ -10,6 +10,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <functional>
@@ -101,6 +102,17 @@ TEST_F(FailingCallsTest, AMoveThatTheDiskCannotRenameLeavesTheItemAtItsPath) {
     EXPECT_EQ(snapshot().without("partial"), before);
 }
 
+TEST_F(FailingCallsTest, AMoveAcrossDisksGoesOnOnlyOnceTheCopyIsOnTheDisk) {
+    tests::writeFile(folder / "A.app/file", "a");
+    const TreeSnapshot before = snapshot();
+    const std::string failure = failureOf({{SYS_renameat2, EXDEV}, {SYS_fsync, EIO}}, [&] {
+        files.moveItem(folder / "A.app", folder / "B.app", folder / "partial");
+    });
+    EXPECT_EQ(failure, "Impossible d’enregistrer sur le disque « " + (folder / "partial/file").string() +
+                           " » : le disque a signalé une erreur d’entrée-sortie.");
+    EXPECT_EQ(snapshot().without("partial"), before);
+}
+
 TEST_F(FailingCallsTest, AFolderThatCannotBeListedIsNotTakenForEmpty) {
     tests::writeFile(folder / "A.app/file", "a");
     const TreeSnapshot before = snapshot();
@@ -137,6 +149,13 @@ TEST_F(FailingCallsTest, ACopyThatEndsEarlyFails) {
                            " » : la copie n’a pas la taille du fichier.");
 }
 
+TEST_F(FailingCallsTest, AReadingThatEndsEarlyFails) {
+    tests::writeFile(folder / "file", "a");
+    EXPECT_EQ(failureOf({{SYS_read, 0}}, [&] { files.read(folder / "file"); }),
+              "Impossible de lire « " + (folder / "file").string() +
+                  " » : la lecture s’est arrêtée avant la fin du fichier.");
+}
+
 TEST_F(FailingCallsTest, ACopyNeedsNoCopyingInTheKernel) {
     const std::string contents(600'001, 'a');
     tests::writeFile(folder / "a", contents);
@@ -151,11 +170,29 @@ TEST_F(FailingCallsTest, ACopyNeedsNoCopyingInTheKernel) {
 
 TEST_F(FailingCallsTest, ADiskWithoutExtendedAttributesIsNoErrorOfACopy) {
     tests::writeFile(folder / "A.app/file", "a");
-    const std::vector<Failing> noAttributes{
-        {SYS_listxattr, ENOTSUP}, {SYS_llistxattr, ENOTSUP}, {SYS_flistxattr, ENOTSUP}};
-    EXPECT_THAT(failureOf(noAttributes, [&] { files.copyItem(folder / "A.app", folder / "B.app"); }),
+    setxattr((folder / "A.app/file").c_str(), "user.note", "x", 1, 0); // where this disk keeps some
+    const auto copyTo = [&](const char* name) {
+        return [this, name] { files.copyItem(folder / "A.app", folder / name); };
+    };
+    EXPECT_THAT(failureOf({{SYS_llistxattr, ENOTSUP}, {SYS_flistxattr, ENOTSUP}}, copyTo("B.app")),
                 IsEmpty());
+    EXPECT_THAT(failureOf({{SYS_lsetxattr, ENOTSUP}}, copyTo("C.app")), IsEmpty());
     EXPECT_EQ(tests::readFile(folder / "B.app/file"), "a");
+    EXPECT_EQ(tests::readFile(folder / "C.app/file"), "a");
+}
+
+TEST_F(FailingCallsTest, AttributesThatCannotBeReadAreAnErrorOfACopy) {
+    tests::writeFile(folder / "A.app/file", "a");
+    EXPECT_THAT(failureOf({{SYS_llistxattr, EIO}, {SYS_flistxattr, EIO}},
+                          [&] { files.copyItem(folder / "A.app", folder / "B.app"); }),
+                testing::HasSubstr("le disque a signalé une erreur d’entrée-sortie."));
+}
+
+TEST_F(FailingCallsTest, AFileThatIsLongerThanItSaysIsRefusedToo) {
+    const fs::path endless = "/proc/self/status"; // of no length, says the system
+    ASSERT_EQ(files.status(endless)->size, 0U);
+    EXPECT_THROW(files.read(endless, 10), platform::Error);
+    EXPECT_GT(files.read(endless, 1 << 20).size(), 10U);
 }
 
 TEST_F(FailingCallsTest, WhatIsNotOnTheDiskIsNotSaidToBe) {

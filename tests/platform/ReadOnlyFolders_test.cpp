@@ -75,10 +75,11 @@ TEST_F(ReadOnlyFoldersTest, AreCopiedAsTheyAre) {
 TEST_F(ReadOnlyFoldersTest, AreMovedAsTheyAre) {
     EXPECT_THAT(failureOf([&] {
                     makeBundle();
-                    files.renameItem(bundle, folder / "to/A.app");
+                    files.renameItem(bundle, folder / "from/aside");
+                    files.renameItem(folder / "from/aside", folder / "to/A.app");
                 }),
                 IsEmpty());
-    EXPECT_FALSE(fs::exists(bundle));
+    EXPECT_TRUE(fs::is_empty(folder / "from"));
     EXPECT_EQ(tests::readFile(folder / "to/A.app/Contents/MacOS/tool"), "program");
     EXPECT_EQ(permissions(folder / "to/A.app"), fs::perms(0555));
 }

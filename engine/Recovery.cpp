@@ -24,9 +24,11 @@ public:
         : installer(owner), fm(owner.fm), paths(where), journal(record) {}
 
     Undone run() {
+        std::size_t folders = journal.entries.size();
         for (const auto& [folder, state] : journal.folders) {
+            ++folders;
             if (state) {
-                attempt([&, &path = folder] { restoreEmptiedFolder(path); });
+                attempt([&, &path = folder] { restoreEmptiedFolder(path, folders); });
             }
         }
         for (std::size_t number = journal.entries.size(); number-- > 0;) {
@@ -55,14 +57,19 @@ private:
         }
     }
 
-    void restoreEmptiedFolder(const std::string& folder) {
+    void restoreEmptiedFolder(const std::string& folder, std::size_t number) {
         const fs::path emptied = journal.emptied(paths, folder);
         const fs::path path = paths.home / folder;
-        const std::size_t number = journal.entries.size();
+        const fs::path aside = journal.temporary(path, number, 'o');
         fm.removeItem(journal.temporary(emptied, number, 'n'));
-        fm.removeItem(journal.temporary(path, number, 'n'));
-        if (fm.existsNoFollow(emptied) && !fm.existsNoFollow(path)) {
-            fm.moveItem(emptied, path, journal.temporary(path, number, 'n'));
+        for (const fs::path& source : {aside, emptied}) {
+            if (fm.existsNoFollow(source) && !fm.existsNoFollow(path)) {
+                move(source, path, number);
+            }
+        }
+        fm.removeEmptyFolder(aside); // its owner has made it again
+        if (fm.existsNoFollow(aside)) {
+            keep(aside, path, number);
         }
     }
 

@@ -188,19 +188,31 @@ void Transaction::put(std::size_t entry) {
     }
 }
 
-/// With all that belongs to them, for a run that has to be rolled back. Somebody may put a file into a folder
-/// at any moment, so it is looked at again where nobody finds it.
+/// They are kept until the commit, with all that belongs to them, for a run that has to be rolled back.
+/// Somebody may put a file into one at any moment, so each is looked at again under a name that nobody knows.
 void Transaction::moveEmptiedFolders() const {
+    std::size_t number = plan.changes.size();
     for (const auto& [folder, state] : plan.journal.folders) {
         const fs::path path = paths.home / folder;
+        const fs::path aside = plan.journal.temporary(path, ++number, 'o');
         if (!state || !installer.fm.isFolder(path) || !installer.fm.list(path).empty()) {
             continue;
         }
-        const fs::path emptied = plan.journal.emptied(paths, folder);
-        installer.mkdir(emptied.parent_path());
-        installer.fm.moveItem(path, emptied, plan.journal.temporary(emptied, plan.changes.size(), 'n'));
-        if (!installer.fm.list(emptied).empty()) {
-            installer.fm.moveItem(emptied, path, plan.journal.temporary(path, plan.changes.size(), 'n'));
+        try {
+            installer.fm.renameItem(path, aside);
+        } catch (const platform::Error& error) {
+            if (error.number() != EXDEV) {
+                throw;
+            }
+            installer.fm.removeEmptyFolder(path);
+            continue;
+        }
+        if (installer.fm.list(aside).empty()) {
+            const fs::path emptied = plan.journal.emptied(paths, folder);
+            installer.mkdir(emptied.parent_path());
+            installer.fm.moveItem(aside, emptied, plan.journal.temporary(emptied, number, 'n'));
+        } else {
+            installer.fm.renameItem(aside, path);
         }
     }
 }

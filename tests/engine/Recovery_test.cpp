@@ -159,6 +159,26 @@ TEST_F(RecoveryTest, GivesATransitionFolderBackAsItWas) {
     EXPECT_EQ(tests::readFile(gone / "small.png"), "x");
 }
 
+TEST_F(RecoveryTest, GivesBackATransitionFolderThatWasSetAside) {
+    const fs::path gone = paths.category / "02 Old Wipe";
+    const std::string emptied = paths.inHome(gone);
+    journal.entries = {{emptied + "/small.png", textDigest("x"), ""}};
+    journal.folders = {{emptied, FolderState{0755, 0}}};
+    const fs::path aside = journal.temporary(gone, 2, 'o');
+    tests::writeFile(backup / "Templates/02 Old Wipe/small.png", "x");
+    tests::writeFile(aside / "mine.txt", "put there at the last moment");
+    EXPECT_TRUE(undo().isRestored());
+    EXPECT_EQ(tests::readFile(gone / "mine.txt"), "put there at the last moment");
+    EXPECT_EQ(tests::readFile(gone / "small.png"), "x");
+    EXPECT_FALSE(fs::exists(aside));
+
+    tests::writeFile(aside / "mine.txt", "put there at the last moment");
+    const Undone undone = undo();
+    EXPECT_TRUE(undone.isRestored());
+    EXPECT_EQ(tests::readFile(kept(gone) / "mine.txt"), "put there at the last moment");
+    EXPECT_EQ(undone.kept.size(), 1U);
+}
+
 TEST_F(RecoveryTest, RemovesTheFoldersThatTheRunMadeWhenTheyAreEmpty) {
     fs::remove_all(paths.home / "Movies");
     fs::remove_all(backup);

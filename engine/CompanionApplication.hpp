@@ -4,13 +4,13 @@
 
 #include <filesystem>
 
-/// The application that stands beside the templates, its signature and what the system knows of it.
+/// The application beside the templates, its signature and what the system knows of it.
 namespace engine {
 
 /// Throws InstallError with the tool's text when the application is not signed as it should be.
 void checkSignature(const PackInstaller& installer, const std::filesystem::path& application);
 
-/// Checks that what stands at the path, if anything, is the pack's own application. Throws InstallError when
+/// Checks that the item at the path, if there is one, is the pack's own application. Throws InstallError when
 /// it is not, platform::Error when its ownership list is no property list.
 void checkOwnership(const PackInstaller& installer, const std::filesystem::path& application);
 

@@ -37,15 +37,15 @@ public:
     /// InstallError when it is another owner's.
     Manifest ready(const std::filesystem::path& file) const;
 
-    /// True when an item of any kind stands at the path. Throws platform::Error when the system does not
+    /// True when an item of any kind exists at the path. Throws platform::Error when the system does not
     /// tell.
     bool exists(const std::filesystem::path& path) const;
 
     /// Creates the folder with all above it. Throws platform::Error.
     void mkdir(const std::filesystem::path& folder) const;
 
-    /// The path below the base, links resolved in both; "<outside>" when it is not below it. Throws
-    /// platform::Error for links that cannot be resolved.
+    /// The path below the base, links resolved in both; "<outside>" when it is not below it. A link
+    /// that leads nowhere stays as it is.
     std::string relative(const std::filesystem::path& path, const std::filesystem::path& base) const;
 
     /// The SHA-256 of a file as 64 lowercase hexadecimal characters. Throws platform::Error.

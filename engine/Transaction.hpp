@@ -27,7 +27,7 @@ public:
     /// Does everything that the plan lists, and checks it. After a throw the run has to be rolled back.
     void apply();
 
-    /// Ends the journal: from here on the run has taken place. Throws as JournalFile::end.
+    /// Ends the journal: from here on the run is committed. Throws as JournalFile::end.
     void commit();
 
     /// Puts the previous state back and returns the error for the user, with the outcome.

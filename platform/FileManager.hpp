@@ -102,8 +102,8 @@ public:
     /// there is nothing is no error. The error names the item that could not be removed and is the first one.
     void removeItem(const std::filesystem::path& path) const;
 
-    /// Removes a folder when it is empty. That there is none, that it is not empty, and a file or a link in
-    /// its place are no errors.
+    /// Removes a folder when it is empty. That there is none, that it is not empty, and a file or a link at
+    /// the path are no errors.
     void removeEmptyFolder(const std::filesystem::path& path) const;
 
     /// The names of the items in a folder, sorted, a link to a folder followed; a missing folder has none.

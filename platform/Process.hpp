@@ -16,7 +16,7 @@ struct ProcessResult {
 /// the system sets it. Throws `Error` when it cannot be started.
 ProcessResult run(const std::filesystem::path& executable, const std::vector<std::string>& arguments);
 
-/// Where the tool with this fixed path stands on the running system.
+/// The path of the tool with this fixed path on the running system.
 std::filesystem::path locateTool(const std::filesystem::path& fixedPath);
 
 } // namespace platform

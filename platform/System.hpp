@@ -9,7 +9,7 @@
 namespace platform {
 
 /// What the engine asks of the system it runs on. The members are the real services unless a test puts
-/// something else in their place.
+/// something else instead.
 struct System {
     const FileManager& files = FileManager::defaultManager();
     std::function<std::vector<std::string>()> runningApplications = platform::runningApplications;

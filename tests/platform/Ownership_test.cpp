@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
@@ -77,8 +78,8 @@ struct OwnershipAsRoot : Ownership {
 
     /// Becomes the owner of this home, with groups of root's to lose, and expects to be this user alone.
     static void becomeAlone(const fs::path& path, uid_t user, gid_t group) {
-        const std::vector<gid_t> privileged{0, 1, 2};
-        expect(setgroups(privileged.size(), privileged.data()) == 0, "cannot take groups");
+        const std::array<gid_t, 3> privileged{0, 1, 2};
+        expect(setgroups(3, privileged.data()) == 0, "cannot take groups");
         becomeOwnerOf(path);
         expect(getuid() == user && geteuid() == user, "another user");
         expect(getgid() == group && getegid() == group, "another group");

@@ -103,6 +103,12 @@ TEST_F(BadInput, ManifestOfAnotherOwner) {
     }
 }
 
+TEST_F(BadInput, ManifestOfAnotherOwnerBeforeAnOlderOneThatCannotBeRead) {
+    writeManifest(home.manifest, {}, "orvo.otherpack");
+    writeFile(home.legacyManifest, "{");
+    refuseBothWays("Manifeste inconnu : " + home.manifest.string());
+}
+
 TEST_F(BadInput, ManifestWithoutOwner) {
     refuseManifests("{\"files\": {}}", "la clé « owner » manque");
 }

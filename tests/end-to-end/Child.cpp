@@ -1,5 +1,6 @@
 #include "tests/end-to-end/Child.hpp"
 
+#include <fcntl.h>
 #include <grp.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -17,7 +18,7 @@ namespace {
 /// A file without a name. Unlike a pipe it never fills up, so that nobody has to read while the child runs.
 int unnamedFile() {
     std::FILE* file = std::tmpfile();
-    const int descriptor = file == nullptr ? -1 : ::dup(::fileno(file));
+    const int descriptor = file == nullptr ? -1 : ::fcntl(::fileno(file), F_DUPFD_CLOEXEC, 0);
     if (descriptor < 0) {
         throw std::runtime_error("cannot make a temporary file");
     }
@@ -46,6 +47,10 @@ bool becomeUser(std::optional<uid_t> user) {
     if (launch.largestFile) {
         const rlimit limit{*launch.largestFile, *launch.largestFile};
         ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    if (launch.openFiles) {
+        const rlimit limit{*launch.openFiles, *launch.openFiles};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
     }
     std::vector<char*> words;
     for (const std::string& word : launch.words) {

@@ -16,6 +16,7 @@ struct Launch {
     std::filesystem::path workingFolder = "/";
     std::map<std::string, std::string> environment = {}; ///< set over the test's own
     std::optional<unsigned> largestFile = {};            ///< bytes; writing more fails with EFBIG
+    std::optional<unsigned> openFiles = {};              ///< how many; opening more fails with EMFILE
     std::optional<uid_t> user = {};                      ///< who starts it, where the test runs as root
 };
 

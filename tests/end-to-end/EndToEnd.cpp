@@ -1,6 +1,7 @@
 #include "tests/end-to-end/EndToEnd.hpp"
 
 #include <algorithm>
+#include <csignal>
 #include <iterator>
 
 namespace fs = std::filesystem;
@@ -79,6 +80,46 @@ void EndToEnd::expectRestored(const Launch& launch, const Home& changed, const s
     EXPECT_EQ(changed.supportNames(), std::set<std::string>{"Backups"});
 }
 
+fs::path EndToEnd::cutShort(const Arguments& arguments, int call) const {
+    const std::set<std::string> earlier = home.backupNames();
+    product.onToolCall("[ $call = " + std::to_string(call) + " ] && { kill -9 $PPID; exit 0; }; :");
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.signal, SIGKILL);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_TRUE(fs::exists(home.journal));
+    product.onToolCall("");
+    return newBackup(home, earlier);
+}
+
+Outcome EndToEnd::onlyUndo(const Arguments& more) const {
+    product.onToolCall("[ $tool = codesign ] && { printf 'mal signée'; exit 1; }; :");
+    Arguments arguments{"--install"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 1);
+    return outcome;
+}
+
+std::string EndToEnd::undoneText(const fs::path& backup, const std::vector<fs::path>& kept) const {
+    std::string text = "Une installation précédente avait été interrompue : l’état d’avant a d’abord été "
+                       "rétabli. Sauvegarde : « " +
+                       backup.string() + " ».\n";
+    for (const fs::path& item : kept) {
+        text += keptText(backup, item) + "\n";
+    }
+    return text + "\n";
+}
+
+fs::path EndToEnd::keptPath(const fs::path& backup, const fs::path& item) const {
+    return backup / "Kept" / item.lexically_relative(home.folder);
+}
+
+std::string EndToEnd::keptText(const fs::path& backup, const fs::path& item) const {
+    return "« " + item.string() + " » avait changé entre-temps, et c’est conservé dans « " +
+           keptPath(backup, item).string() + " ».";
+}
+
 void EndToEnd::expectSame(const Home& actual, const Home& expected) {
     EXPECT_EQ(difference(expected.comparable(), actual.comparable()), "");
 }
@@ -102,19 +143,6 @@ Digests EndToEnd::payloadDigests(const std::vector<std::string>& transitions) {
         digests = digests + digestsOf(transition, "2.3");
     }
     return digests;
-}
-
-bool canInject() {
-    return Child({{"strace", "-o", "/dev/null", "-e", "trace=none", "true"}}).wait().status == 0;
-}
-
-Launch injecting(const Launch& launch, const Arguments& what) {
-    Launch traced = launch;
-    traced.words = {"strace", "-o", "/dev/null"};
-    traced.words.insert(traced.words.end(), what.begin(), what.end());
-    traced.words.insert(traced.words.end(), launch.words.begin(), launch.words.end());
-    traced.environment["ASAN_OPTIONS"] = "detect_leaks=0"; // the leak check cannot run in a traced process
-    return traced;
 }
 
 fs::path newBackup(const Home& home, const std::set<std::string>& earlier) {

@@ -3,6 +3,7 @@
 #include "tests/end-to-end/Child.hpp"
 #include "tests/end-to-end/Home.hpp"
 #include "tests/end-to-end/Product.hpp"
+#include "tests/end-to-end/Tracer.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -56,6 +57,22 @@ protected:
     void expectRestored(const Arguments& arguments, const std::string& reason) const;
     void expectRestored(const Launch& launch, const Home& changed, const std::string& reason) const;
 
+    /// Runs the program, has a tool kill it at this call, and returns the folder with its backup.
+    std::filesystem::path cutShort(const Arguments& arguments, int call) const;
+
+    /// Runs the program, which undoes what was cut short and then stops at the signature of its own
+    /// application.
+    Outcome onlyUndo(const Arguments& more = {}) const;
+
+    /// What a run says first that has undone the run with this backup, moving these items of the user's.
+    std::string undoneText(const std::filesystem::path& backup,
+                           const std::vector<std::filesystem::path>& kept = {}) const;
+
+    /// Where an undo of the run with this backup moves an item of the user's, and what it says of that.
+    std::filesystem::path keptPath(const std::filesystem::path& backup,
+                                   const std::filesystem::path& item) const;
+    std::string keptText(const std::filesystem::path& backup, const std::filesystem::path& item) const;
+
     /// The home must hold what the other does, dates, manifests and support folder apart.
     static void expectSame(const Home& actual, const Home& expected);
 
@@ -66,12 +83,6 @@ protected:
     /// The digests that the payload's transitions have.
     static Digests payloadDigests(const std::vector<std::string>& transitions);
 };
-
-/// Whether system calls can be made to fail here.
-bool canInject();
-
-/// The launch under a tracer that makes system calls fail; `what` is in strace's words.
-Launch injecting(const Launch& launch, const Arguments& what);
 
 /// Where the backup of the only run that is not among the earlier ones lies.
 std::filesystem::path newBackup(const Home& home, const std::set<std::string>& earlier);

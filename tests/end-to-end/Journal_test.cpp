@@ -17,30 +17,9 @@ const std::string anotherRun = "Une autre installation est en cours, réessayez 
 struct Journal : EndToEnd {
     Journal() { home.fillAsLongUsed(); }
 
-    /// Runs the program, has a tool kill it at this call, and returns what the next run has to say of that.
+    /// Cuts the run short and returns what the next one has to say of that.
     std::string cutShort(const Arguments& arguments, int call) const {
-        const std::set<std::string> earlier = home.backupNames();
-        product.onToolCall("[ $call = " + std::to_string(call) + " ] && { kill -9 $PPID; exit 0; }; :");
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.signal, SIGKILL);
-        EXPECT_EQ(outcome.output, "");
-        EXPECT_EQ(outcome.error, "");
-        EXPECT_TRUE(fs::exists(home.journal));
-        product.onToolCall("");
-        return "Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli. "
-               "Sauvegarde : « " +
-               newBackup(home, earlier).string() + " ».\n\n";
-    }
-
-    /// Runs the program, which undoes what was cut short and then stops at the signature of its own
-    /// application.
-    Outcome onlyUndo(const Arguments& more = {}) const {
-        product.onToolCall("[ $tool = codesign ] && { printf 'mal signée'; exit 1; }; :");
-        Arguments arguments{"--install"};
-        arguments.insert(arguments.end(), more.begin(), more.end());
-        const Outcome outcome = run(arguments);
-        EXPECT_EQ(outcome.status, 1);
-        return outcome;
+        return undoneText(EndToEnd::cutShort(arguments, call));
     }
 
     /// The home as this request leaves one that was never cut short.
@@ -202,6 +181,40 @@ TEST_F(Journal, StaysWhenSomethingCannotBePutBack) {
     EXPECT_EQ(onlyUndo().error, undone + "mal signée\n");
     EXPECT_EQ(readFile(place / "01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
     EXPECT_FALSE(fs::exists(home.journal));
+}
+
+TEST_F(Journal, OfARunWhoseBackupIsGoneIsNotSaidToBeUndone) {
+    cutShort({"--install"}, 2);
+    const fs::path backup = newBackup(home, {});
+    fs::remove_all(backup);
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_TRUE(outcome.error.starts_with("Une installation précédente a été interrompue et l’état d’avant "
+                                          "n’a pas pu être rétabli entièrement.\n"))
+        << outcome.error;
+    for (const fs::path& lost :
+         {home.category / "01 Ink Drop/01 Ink Drop.motr", home.legacy / "10 Dye Bloom/10 Dye Bloom.motr",
+          home.manifest, home.legacyManifest, home.application}) {
+        EXPECT_NE(outcome.error.find("« " + lost.string() +
+                                     " » n’a pas pu être rétabli : il n’en existe pas de copie.\n"),
+                  std::string::npos)
+            << outcome.error;
+    }
+    EXPECT_TRUE(outcome.error.ends_with("\nSauvegarde : " + backup.string() + "\n")) << outcome.error;
+    EXPECT_EQ(outcome.error.find("a d’abord été rétabli"), std::string::npos) << outcome.error;
+    EXPECT_FALSE(fs::exists(home.journal));
+    EXPECT_EQ(readFile(home.category / "Mes essais/Mes essais.motr"), "<ozml/>");
+}
+
+TEST_F(Journal, OfARunThatWasCutShortWaitsForARequestThatCanBeMet) {
+    cutShort({"--install"}, 2);
+    expectRefusal({"--uninstall", "--only", "Nope"}, "Sélection de transitions invalide.");
+    writeFile(product.catalog, "[");
+    const TreeSnapshot before = home.everything();
+    EXPECT_EQ(run({"--install"}).status, 1);
+    EXPECT_EQ(difference(before, home.everything()), "");
+    EXPECT_TRUE(fs::exists(home.journal));
 }
 
 TEST_F(Journal, ThatCannotBeReadStopsTheRunAndStays) {

@@ -140,6 +140,16 @@ TEST_F(OlderCategory, StopsEverythingForATemplateWithoutAnyManifest) {
                                      unknown.string() + ". Migration interrompue pour la préserver.");
 }
 
+TEST_F(OlderCategory, StopsEverythingForATemplateThatIsALinkToItself) {
+    const fs::path unknown = home.legacy / "x.motr";
+    fs::create_symlink(unknown, unknown);
+    const std::string message =
+        "La catégorie historique contient une transition inconnue : " + unknown.string() +
+        ". Migration interrompue pour la préserver.";
+    expectRefusal({"--install"}, message);
+    expectRefusal({"--uninstall"}, message);
+}
+
 TEST_F(OlderCategory, MayHoldStrayFilesThatAreNoTemplates) {
     const fs::path stray = home.legacy / "Mes essais/small.png";
     writeFile(stray, "picture");

@@ -1,0 +1,225 @@
+#include "tests/end-to-end/EndToEnd.hpp"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace tests;
+
+const std::string savedMeanwhile = "saved by the user meanwhile";
+
+/// What a user saves or deletes while a run is under way, or after it was cut short, at a path that the run
+/// changes.
+struct UsersFile : EndToEnd {
+    const fs::path path = home.category / "01 Ink Drop/01 Ink Drop.motr";
+    const std::string saving = "printf '" + savedMeanwhile + "' >'" + path.string() + "'; ";
+    const std::string replacing = "printf '" + savedMeanwhile + "' >'" + (folder / "draft").string() +
+                                  "'; mv '" + (folder / "draft").string() + "' '" + path.string() + "'; ";
+
+    /// Runs the program, which must fail, put everything back and keep what the user saved at the path.
+    void expectKept(const Arguments& arguments) const {
+        const std::set<std::string> earlier = home.backupNames();
+        const TreeSnapshot before = home.kept();
+        const Outcome outcome = run(arguments);
+        const fs::path backup = newBackup(home, earlier);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.error, "non\nSauvegarde : " + backup.string() + "\n" + keptText(backup, path) +
+                                     "\nÉtat précédent restauré.\n");
+        EXPECT_EQ(readFile(keptPath(backup, path)), savedMeanwhile);
+        EXPECT_EQ(difference(before, home.kept()), "");
+        EXPECT_EQ(home.supportNames(), std::set<std::string>{"Backups"});
+    }
+
+    static std::string changed(const fs::path& file) {
+        return "Fichier modifié ou non reconnu, conservé : " + file.string();
+    }
+};
+
+TEST_F(UsersFile, ThatIsSavedDuringAnUninstallThatFailsIsKeptAndNamed) {
+    home.fillAsLongUsed();
+    fs::remove_all(home.category / "Mes essais");
+    product.onToolCall(saving + "printf non; exit 1");
+    expectKept({"--uninstall"});
+}
+
+TEST_F(UsersFile, ThatIsSavedDuringAnInstallThatFailsIsKeptAndNamed) {
+    home.fillAsLongUsed();
+    for (const std::string& save : {saving, replacing}) {
+        for (const char* call : {"2", "3", "4"}) {
+            product.onToolCall("[ $call = " + std::string(call) + " ] && { " + save +
+                               "printf non; exit 1; }; :");
+            expectKept({"--install"});
+        }
+    }
+}
+
+TEST_F(UsersFile, ThatIsDeletedDuringAnInstallThatFailsIsRestored) {
+    home.fillAsLongUsed();
+    product.onToolCall("[ $call = 3 ] && { rm '" + path.string() + "'; printf non; exit 1; }; :");
+    expectRestored({"--install"}, "non");
+}
+
+TEST_F(UsersFile, ThatIsSavedWhereNothingWasDuringAnInstallThatFailsStays) {
+    const TreeSnapshot before = home.kept();
+    product.onToolCall("[ $call = 3 ] && { " + saving + "printf non; exit 1; }; :");
+    const Outcome outcome = run({"--install"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
+    EXPECT_EQ(readFile(path), savedMeanwhile);
+    fs::remove(path);
+    for (fs::path above = path.parent_path(); above != home.folder / "Movies"; above = above.parent_path()) {
+        EXPECT_TRUE(fs::remove(above)) << above; // nothing but folders is left above it
+    }
+    EXPECT_EQ(difference(before, home.kept()), "");
+}
+
+TEST_F(UsersFile, ThatIsSavedDuringARunThatSucceedsStays) {
+    product.onToolCall("[ $call = 4 ] && { " + saving + "}; :");
+    install();
+    EXPECT_EQ(readFile(path), savedMeanwhile);
+    writeTransition(home.category, "01 Ink Drop", "2.3");
+    product.onToolCall(saving);
+    uninstall();
+    EXPECT_EQ(readFile(path), savedMeanwhile);
+}
+
+TEST_F(UsersFile, ThatAppearsWhereARunIsAboutToPutItsOwnIsNotReplaced) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    home.fillAsLongUsed();
+    const TreeSnapshot before = home.kept();
+    for (const Arguments& disk : {Arguments{}, Arguments{"-e", "inject=renameat2:error=EINVAL"}}) {
+        const std::set<std::string> earlier = home.backupNames();
+        StoppedRun stopped(program({"--install"}), disk, "syncfs:when=2");
+        EXPECT_FALSE(fs::exists(path));
+        writeFile(path, savedMeanwhile);
+        const Outcome outcome = stopped.goOn();
+        const fs::path backup = newBackup(home, earlier);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_TRUE(
+            outcome.error.ends_with(" » : un élément porte déjà ce nom.\nSauvegarde : " + backup.string() +
+                                    "\n" + keptText(backup, path) + "\nÉtat précédent restauré.\n"))
+            << outcome.error;
+        EXPECT_EQ(readFile(keptPath(backup, path)), savedMeanwhile);
+        EXPECT_EQ(difference(before, home.kept()), "");
+    }
+}
+
+TEST_F(UsersFile, AtAPathThatARunNeverReachedStaysAfterACut) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    const Outcome cut = Child(injecting(program({"--install"}), {"-P", path.string(), "-e", "trace=renameat2",
+                                                                 "-e", "inject=renameat2:signal=KILL"}))
+                            .wait();
+    EXPECT_EQ(cut.signal, SIGKILL);
+    const fs::path backup = newBackup(home, {});
+    const fs::path own = home.category / "10 Box Turn/10 Box Turn.motr";
+    EXPECT_FALSE(fs::exists(own));
+    writeFile(own, savedMeanwhile);
+    succeed({"--install", "--only", "01 Ink Drop"}, undoneText(backup) + installedText(1));
+    EXPECT_EQ(readFile(own), savedMeanwhile);
+    EXPECT_FALSE(fs::exists(backup / "Kept"));
+}
+
+TEST_F(UsersFile, InTheWayOfAnUndoAfterACutIsKeptAndNamed) {
+    home.fillAsLongUsed();
+    const fs::path own = home.category / "10 Box Turn/10 Box Turn.motr"; // nothing was there before
+    const fs::path backup = cutShort({"--install"}, 2);
+    writeFile(path, savedMeanwhile);
+    writeFile(own, savedMeanwhile);
+    succeed({"--install", "--only", "02 Page Fold"}, undoneText(backup, {path}) + installedText(1));
+    EXPECT_EQ(readFile(path), templateText("01 Ink Drop", "2.0"));
+    EXPECT_EQ(readFile(keptPath(backup, path)), savedMeanwhile);
+    EXPECT_EQ(readFile(own), savedMeanwhile);
+}
+
+TEST_F(UsersFile, WithTheNameOfAnUnfinishedItemSurvives) {
+    home.fillAsLongUsed();
+    const fs::path file = path.parent_path() / ".01 Ink Drop.motr.orvo-partial";
+    const fs::path application = home.folder / "Applications/.Orvo Transitions.app.orvo-partial/file";
+    writeFile(file, "a");
+    writeFile(application, "b");
+    product.onToolCall("[ $call = 3 ] && { printf non; exit 1; }; :");
+    expectRestored({"--install"}, "non");
+    const fs::path backup = cutShort({"--install"}, 3);
+    succeed({"--install"}, undoneText(backup) + installedText());
+    uninstall();
+    EXPECT_EQ(readFile(file), "a");
+    EXPECT_EQ(readFile(application), "b");
+}
+
+TEST_F(UsersFile, OfTheLongestNameIsInstalledAndUndoneLikeAnother) {
+    const std::string title(250, 'x'); // with the ending the longest name of a file
+    writeFile(product.catalog, R"([{"name": ")" + title + R"("}])");
+    writeTransition(product.templates, title, "2.3");
+    const TreeSnapshot before = home.kept();
+    const fs::path fresh = cutShort({"--install"}, 2);
+    EXPECT_EQ(onlyUndo().error, undoneText(fresh) + "mal signée\n");
+    EXPECT_EQ(difference(before, home.kept()), "");
+    product.onToolCall("");
+    install({}, 1);
+    const TreeSnapshot installed = home.kept();
+    product.onToolCall("[ $call = 4 ] && { printf non; exit 1; }; :");
+    expectRestored({"--install"}, "non");
+    const fs::path backup = cutShort({"--uninstall"}, 1);
+    EXPECT_EQ(onlyUndo().error, undoneText(backup) + "mal signée\n");
+    EXPECT_EQ(difference(installed, home.kept()), "");
+    product.onToolCall("");
+    uninstall();
+    EXPECT_TRUE(fs::is_empty(home.category));
+}
+
+/// Movies on a file system of its own, so that originals reach the backup as copies.
+struct UsersFileOnAnotherDisk : UsersFile {
+    std::optional<TemporaryFolder> disk;
+
+    void SetUp() override {
+        if (!canInject() || !areOnTwoFileSystems(folder.path(), fs::temp_directory_path())) {
+            GTEST_SKIP() << "no second file system, or strace cannot trace here";
+        }
+        home.fillAsLongUsed();
+        disk.emplace();
+        fs::copy(home.folder / "Movies", disk->path(), fs::copy_options::recursive);
+        fs::remove_all(home.folder / "Movies");
+        dateLongAgo(disk->path());
+        fs::create_directory_symlink(disk->path(), home.folder / "Movies");
+    }
+
+    fs::path onDisk(const fs::path& item) const {
+        return disk->path() / item.lexically_relative(home.folder / "Movies");
+    }
+};
+
+TEST_F(UsersFileOnAnotherDisk, ThatIsSavedWhileItIsCopiedIsNotRemovedWithTheOldOne) {
+    for (const char* direction : {"--install", "--uninstall"}) {
+        writeFile(path, templateText("01 Ink Drop", "2.0"));
+        TreeSnapshot before = TreeSnapshot::of(disk->path());
+        StoppedRun stopped(program({direction}), {"-P", path.string(), "-P", onDisk(path).string()},
+                           "flistxattr,llistxattr,listxattr:when=1");
+        writeFile(path, savedMeanwhile);
+        const Outcome outcome = stopped.goOn();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_TRUE(outcome.error.starts_with(changed(path))) << outcome.error;
+        EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
+        EXPECT_EQ(readFile(path), savedMeanwhile);
+        const std::string own = onDisk(path).lexically_relative(disk->path()).string();
+        EXPECT_EQ(difference(before.without(own), TreeSnapshot::of(disk->path()).without(own)), "");
+    }
+}
+
+TEST_F(UsersFileOnAnotherDisk, WhoseCopyIsShortIsNotRemoved) {
+    const TreeSnapshot before = TreeSnapshot::of(disk->path());
+    const Launch launch =
+        injecting(program({"--install"}),
+                  {"-P", path.string(), "-P", onDisk(path).string(), "-e", "trace=copy_file_range,ioctl,read",
+                   "-e", "inject=ioctl:error=EOPNOTSUPP", "-e", "inject=copy_file_range:retval=0", "-e",
+                   "inject=read:retval=0:when=1"});
+    const Outcome outcome = Child(launch).wait();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.starts_with("Impossible de ")) << outcome.error; // to copy, or even to verify
+    EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
+}
+
+} // namespace

@@ -36,11 +36,11 @@ std::optional<std::string> identifier(const fs::path& application) {
 
 std::vector<std::string> runningApplications() {
     std::vector<std::string> identifiers;
-    std::error_code failure;
-    fs::directory_iterator process("/proc", failure);
-    for (; !failure && process != fs::directory_iterator(); process.increment(failure)) {
+    const fs::path processes = "/proc";
+    // std::filesystem's iterator ends the program when memory runs out.
+    for (const std::string& process : FileManager::defaultManager().list(processes)) {
         std::error_code gone; // processes end while they are listed, and others belong to other users
-        const fs::path executable = fs::read_symlink(process->path() / "exe", gone);
+        const fs::path executable = fs::read_symlink(processes / process / "exe", gone);
         const std::optional<fs::path> application = gone ? std::nullopt : bundle(executable);
         const std::optional<std::string> name = application ? identifier(*application) : std::nullopt;
         if (name) {

@@ -1,5 +1,5 @@
-"""Makes each call of the installer that changes something fail, or be the last one, and makes each way in which it
-reads an item fail the first time and the second."""
+"""Makes each call of the installer that changes something fail, or be the last one, each way in which it reads an item
+fail, its memory and its disks run short, and a user work beside it."""
 
 from __future__ import annotations
 
@@ -8,53 +8,69 @@ import multiprocessing
 import os
 import shutil
 import signal
+import subprocess
 import sys
 import tempfile
 import time
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Optional
+from typing import Optional, Sequence
 
-from cases import KINDS, Baseline, Case, Outcome, cases, measure, try_case
+import disks
+from baseline import Baseline, measure
+from cases import KINDS, Case, cases, sample
 from fixtures import scenarios
-from report import Figures, markdown, table
+from report import Figures, table, write_page
 from tracing import HarnessError
+from trials import Outcome, try_case
 from world import World
 
 MEMORY = Path("/dev/shm")  # a file system in memory, where syncing costs nothing
-_worker: Optional[tuple[World, list[Baseline]]] = None  # what a worker process works with
+_worker: Optional[tuple[World, list[Baseline], float]] = None  # what a worker process works with, and until when
 
 
 @dataclass
-class Places:
-    """The folders of the workers, on two file systems."""
+class Folders:
+    """Those of the workers, on two file systems."""
 
     here: Path
     elsewhere: Path
 
-    def world(self, name: str, program: Path) -> World:
+    @property
+    def allocator(self) -> Path:
+        return self.here / "failing-memory.so"
+
+    def world(self, name: str, arguments: argparse.Namespace) -> World:
         folder, elsewhere = self.here / name, self.elsewhere / name
         folder.mkdir()
         elsewhere.mkdir()
-        return World(folder, elsewhere, program)
+        return World(folder, elsewhere, arguments.program, self.allocator if self.allocator.exists() else None)
+
+    def remove(self) -> None:
+        disks.unmount_below(self.here)
+        for folder in (self.here, self.elsewhere):
+            shutil.rmtree(folder, ignore_errors=True)
 
 
-def make_places() -> Places:
+def make_folders() -> Folders:
     elsewhere = Path(tempfile.mkdtemp(prefix="orvo-reliability-")).resolve()
     if not MEMORY.is_dir() or MEMORY.stat().st_dev == elsewhere.stat().st_dev:
         raise HarnessError("two file systems are needed, /dev/shm and the one of temporary files")
-    return Places(Path(tempfile.mkdtemp(prefix="orvo-reliability-", dir=MEMORY)).resolve(), elsewhere)
+    return Folders(Path(tempfile.mkdtemp(prefix="orvo-reliability-", dir=MEMORY)).resolve(), elsewhere)
 
 
-def start_worker(places: Places, program: Path, baselines: list[Baseline]) -> None:
+def start_worker(folders: Folders, arguments: argparse.Namespace, baselines: list[Baseline], deadline: float) -> None:
     global _worker
     signal.signal(signal.SIGTERM, signal.SIG_DFL)
-    _worker = places.world(f"worker-{os.getpid()}", program), baselines
+    _worker = folders.world(f"worker-{os.getpid()}", arguments), baselines, deadline
 
 
-def work(case: Case) -> Outcome:
+def work(case: Case) -> Optional[Outcome]:
+    """Nothing when the time is over."""
     assert _worker
-    world, baselines = _worker
+    world, baselines, deadline = _worker
+    if time.monotonic() > deadline:
+        return None
     try:
         return try_case(world, baselines[case.scenario], case)
     except HarnessError as error:
@@ -67,10 +83,12 @@ def parse_arguments() -> argparse.Namespace:
     parser.add_argument("--sample", type=float, metavar="SECONDS", help="stop after this time; the cases that are "
                         "run are spread evenly and are the same each time")
     parser.add_argument("--scenario", action="append", choices=[one.name for one in scenarios()])
-    parser.add_argument("--kind", action="append", choices=list(KINDS))
+    parser.add_argument("--kind", action="append", choices=KINDS)
+    parser.add_argument("--case", default="", metavar="TEXT", help="only cases with this in their name")
+    parser.add_argument("--file-system", action="append", choices=list(disks.FILE_SYSTEMS))
     parser.add_argument("--cuts", type=int, help="how many first cuts are cut again (default 4, in a sample 2)")
     parser.add_argument("--jobs", type=int, default=2)
-    parser.add_argument("--report", type=Path, help="write the figures of a whole run into this file")
+    parser.add_argument("--report", type=Path, help="write the figures of a whole run into this page")
     parser.add_argument("--show", type=int, default=10, help="how many violations to show (default 10)")
     return parser.parse_args()
 
@@ -81,32 +99,50 @@ def show(outcome: Outcome, name: str) -> None:
         print("  " + line[:1500])
 
 
-def run_cases(arguments: argparse.Namespace, places: Places, figures: Figures, deadline: float) -> None:
+def usable_file_systems(arguments: argparse.Namespace, folders: Folders) -> Sequence[str]:
+    usable = disks.usable(folders.here)
+    for name in disks.FILE_SYSTEMS:
+        if name not in usable:
+            print(f"left out, it takes root, loop devices and mkfs: disks with {name}")
+    return [name for name in usable if not arguments.file_system or name in arguments.file_system]
+
+
+def build_allocator(library: Path) -> None:
+    """The library that makes allocations of the program fail, which takes a compiler and glibc."""
+    source = Path(__file__).with_name("failing_memory.c")
+    try:
+        subprocess.run(["cc", "-O1", "-Wall", "-Wextra", "-shared", "-fPIC", "-o", library, source], check=True)
+    except (OSError, subprocess.CalledProcessError) as error:
+        print(f"left out: memory ({error})")
+
+
+def run_cases(arguments: argparse.Namespace, folders: Folders, figures: Figures, deadline: float) -> None:
     chosen = [one for one in scenarios() if not arguments.scenario or one.name in arguments.scenario]
     cuts = arguments.cuts or (2 if arguments.sample else 4)
-    world = places.world("baseline", arguments.program)
+    file_systems = usable_file_systems(arguments, folders)
+    build_allocator(folders.allocator)
+    world = folders.world("baseline", arguments)
     baselines, pending = [], []
     for index, scenario in enumerate(chosen):
-        baseline, problems = measure(world, scenario, cuts)
+        baseline, problems = measure(world, scenario, cuts, file_systems)
         baselines.append(baseline)
         figures.measured(baseline, problems)
         for problem in problems:
             print(f"VIOLATION in {scenario.name}, nothing failing\n  {problem[:1500]}")
-        pending += [case for case in cases(index, baseline) if not arguments.kind or case.kind in arguments.kind]
+        pending += [case for case in cases(index, baseline, file_systems)
+                    if (not arguments.kind or case.kind in arguments.kind) and arguments.case in case.name]
     figures.runs += world.runs
     if arguments.sample:
-        pending.sort(key=lambda case: case.place_in_sample)
+        pending = sample(pending)
     figures.planned = len(pending)
-    with multiprocessing.Pool(arguments.jobs, start_worker, (places, arguments.program, baselines)) as pool:
-        for outcome in pool.imap_unordered(work, pending, chunksize=4):
+    with multiprocessing.Pool(arguments.jobs, start_worker, (folders, arguments, baselines, deadline)) as pool:
+        for outcome in filter(None, pool.imap_unordered(work, pending, chunksize=4)):
             figures.tried(baselines[outcome.case.scenario].scenario, outcome)
             if outcome.violations and figures.violations <= arguments.show:
                 show(outcome, baselines[outcome.case.scenario].scenario.name)
             if figures.cases % 500 == 0 and not arguments.sample:
-                print(f"{figures.cases} of {figures.planned} cases", file=sys.stderr, flush=True)
-            if time.monotonic() > deadline:
-                pool.terminate()
-                break
+                print(f"{figures.cases} of {figures.planned} cases, {figures.violations} violations", file=sys.stderr,
+                      flush=True)
 
 
 def main() -> int:
@@ -119,17 +155,16 @@ def main() -> int:
     began = time.monotonic()
     deadline = began + arguments.sample if arguments.sample else float("inf")
     figures = Figures()
-    places = make_places()
+    folders = make_folders()
     try:
-        run_cases(arguments, places, figures, deadline)
+        run_cases(arguments, folders, figures, deadline)
     finally:
-        for folder in (places.here, places.elsewhere):
-            shutil.rmtree(folder, ignore_errors=True)
+        folders.remove()
     seconds = time.monotonic() - began
     print(table(figures))
     print(figures.summary(seconds))
     if arguments.report:
-        arguments.report.write_text(markdown(figures, seconds), encoding="utf-8")
+        write_page(arguments.report, figures, seconds)
     return 1 if figures.violations or not figures.cases else 0
 
 

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 import re
 from typing import Iterator
 
@@ -11,11 +12,16 @@ from trees import Tree
 from world import State
 
 RESTORED = "État précédent restauré."
+UNCONFIRMED = "Tout est fait, mais le disque ne l’a pas confirmé : "
 _SAVED_IN = re.compile(r"^Sauvegarde : (/.*)$", re.MULTILINE)
 _FRENCH = ("Impossible de ", "Impossible d’", "Une autre installation ", "Une installation précédente ", "codesign : ",
            "pluginkit : ", "Fichier modifié ou non reconnu", "Vérification du template échouée",
-           "Application non reconnue, conservée : ")
-_LEFTOVER = re.compile(r"\.orvo-partial$")
+           "Vérification de l’application échouée : ", "Application non reconnue, conservée : ",
+           "La mémoire manque.", UNCONFIRMED)
+_UNDONE = (r"Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli[^\n]*« /[^\n]* »\.\n"
+           r"(?:[^\n]+\n)*\n")
+_REFUSED = re.compile(f"(?:{_UNDONE})?codesign : signature refusée\\n+")
+_LEFTOVER = re.compile(r"\.orvo-partial$|/\.orvo-(?!transitions\.json$|lumopack01\.json$)")
 
 
 def is_done(state: State, clean: State) -> Iterator[str]:
@@ -30,7 +36,7 @@ def is_unchanged(state: State, before: State) -> Iterator[str]:
 
 
 def loses_nothing(state: State, before: State) -> Iterator[str]:
-    """Every content that a file of the home had stands somewhere in it."""
+    """Every content that a file of the home had is still somewhere in it."""
     for content in before.tree.contents() - state.tree.contents():
         yield f"lost: a file that began with {content[:60]!r}"
 
@@ -57,12 +63,24 @@ def backup_is_as_in(state: State, clean: State, before: State) -> Iterator[str]:
 
 
 def _new_backups(state: State, before: State) -> Tree:
-    return state.support().where(lambda path: path not in before.support() and not path.startswith("Staging-"))
+    """Without the folders that a run emptied, which it may leave there when they cannot be removed."""
+    return state.support().where(lambda path: path not in before.support() and not path.startswith("Staging-")
+                                 and "/Emptied" not in path)
 
 
 def says_success(run: Run) -> Iterator[str]:
     if run.status != 0 or run.message or "Sauvegarde : " not in run.output:
         yield f"no success: status {run.status}, {run.output!r}, {run.message!r}"
+
+
+def says_unconfirmed(run: Run) -> bool:
+    """Everything was done, but the disk did not say so at the very end."""
+    return run.status == 1 and not run.output and UNCONFIRMED in run.message
+
+
+def says_only_that_memory_is_gone(run: Run) -> bool:
+    """Without memory no path can be told."""
+    return run.status == 1 and not run.output and run.message == "La mémoire manque.\n"
 
 
 def says_restored(run: Run, state: State, before: State) -> Iterator[str]:
@@ -87,20 +105,31 @@ def _says_in_french(run: Run) -> Iterator[str]:
         yield f"unexpected message: {run.output!r}, {run.message!r}"
 
 
-def names_what_is_missing(run: Run, state: State, before: State, home: str) -> Iterator[str]:
-    """Whatever a failed recovery left changed is named, and what stood there is in the backup folder."""
+def says_refused(run: Run) -> Iterator[str]:
+    """The message of a run that was refused at the signature of its application, perhaps after an undoing."""
+    if run.status != 1 or run.output or not _REFUSED.fullmatch(run.message):
+        yield f"not refused as asked: status {run.status}, {run.text!r}"
+
+
+def tells_what_is(run: Run, state: State, before: State, home: str) -> Iterator[str]:
+    """Whatever a failed run left changed is named, and what existed there is in a backup folder or beside it under an
+    unfinished name."""
     yield from _says_in_french(run)
+    now, then = state.own_compared(), before.own_compared()
+    unfinished = now.where(lambda path: bool(_LEFTOVER.search(path)))
+    now = now.where(lambda path: path not in unfinished)
+    wrong = [path for path in now.keys() | then.keys() if now.get(path) != then.get(path)]
+    if RESTORED in run.message and unfinished:
+        yield f"said to be restored, but left behind: {sorted(unfinished)}"
+    if not wrong:
+        return
     saved = _SAVED_IN.search(run.message)
     if not saved:
         yield f"does not name the backup folder: {run.message!r}"
-        return
-    backup = saved[1][len(home) + 1:]
-    kept = state.tree.below(backup).contents()
-    now, then = state.own_compared(), before.own_compared()
-    wrong = [path for path in now.keys() | then.keys() if now.get(path) != then.get(path)]
-    if wrong and RESTORED in run.message:
+    if RESTORED in run.message:
         yield from (f"said to be restored, but changed: {line}" for line in then.difference(now))
         return
+    kept = state.support().contents() | unfinished.contents()
     for path in wrong:
         if not _is_named(path, run.message, home):
             yield f"not restored and not named: {path} in {run.message!r}"
@@ -110,7 +139,35 @@ def names_what_is_missing(run: Run, state: State, before: State, home: str) -> I
 
 
 def _is_named(path: str, message: str, home: str) -> bool:
-    """A place is named by itself, by an item in it or by a folder that holds it."""
+    """A path is named by itself, by an item below it or by a folder above it."""
     parts = path.split("/")
-    holders = ("/".join(parts[:length]) for length in range(1, len(parts) + 1))
-    return f"« {home}/{path}/" in message or any(f"« {home}/{holder} »" in message for holder in holders)
+    above = ("/".join(parts[:length]) for length in range(1, len(parts) + 1))
+    return f"« {home}/{path}/" in message or any(f"« {home}/{folder} »" in message for folder in above)
+
+
+def keeps_what_the_user_did(run: Run, state: State, before: State, clean: State, home: str, path: str, saved: bytes
+                            ) -> Iterator[str]:
+    """After the user has saved this at the path while the run stood still, or removed what was there when `saved` is
+    empty."""
+    copies = [where for where, entry in state.tree.items() if entry.content == saved]
+    if saved and not copies:
+        yield f"lost what the user saved at {path}: {run.text!r}"
+    elif saved and path not in copies and not any(f"{home}/{where}" in run.text for where in copies):
+        yield f"does not say that what the user saved at {path} is now {copies}: {run.text!r}"
+    entry = before.tree.get(path)
+    for content in before.tree.contents() - state.tree.contents() - {entry.content if entry else b""}:
+        yield f"lost: a file that began with {content[:60]!r}"
+    yield from keeps_older_backups(state, before)
+    is_other = lambda other: other != path and not path.startswith(other + "/")
+    now = state.own_compared().where(is_other)
+    if run.status == 0:
+        if run.message or "Sauvegarde : " not in run.output:
+            yield f"no success: {run.text!r}"
+        for line in now.undated().difference(clean.own_compared().undated().where(is_other)):
+            yield f"not done as asked: {line}"
+        return
+    yield from _says_in_french(run)
+    changed = list(before.own_compared().where(is_other).difference(now))
+    if RESTORED in run.message or "Sauvegarde : " not in run.message:
+        yield from (f"not as before, but that is not said: {line} in {run.message!r}" for line in changed)
+        yield from leaves_no_leftover(state)

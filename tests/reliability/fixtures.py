@@ -26,6 +26,8 @@ LSREGISTER = ("System/Library/Frameworks/CoreServices.framework/Frameworks/Launc
 PASSING_TOOL = "#!/bin/sh\nexit 0\n"
 # The two last tools that a run starts: each makes the run fail when everything else is done.
 FAILING_CODESIGN = '#!/bin/sh\ncase "$4" in */Applications/*) echo "codesign : signature refusée" >&2; exit 1;; esac\n'
+# The first: the run fails when it has only undone what another left.
+REFUSING_CODESIGN = '#!/bin/sh\necho "codesign : signature refusée" >&2\nexit 1\n'
 FAILING_PLUGINKIT = '#!/bin/sh\ncase "$1" in -r) echo "pluginkit : extension refusée" >&2; exit 1;; esac\n'
 
 CURRENT = ["01 Fade", "10 Box Turn"]
@@ -114,7 +116,7 @@ class Scenario:
     home: Tree
     movies: Tree
     elsewhere: bool = False  # Movies is a link to another file system
-    tool_fails_late: str = "codesign"
+    tool_fails_late: str = "codesign"  # the last tool that the run starts, if it starts one
 
 
 def _home(with_support: bool = True) -> TreeBuilder:
@@ -176,6 +178,13 @@ def _uninstall() -> tuple[Tree, Tree]:
     return home.tree, movies.tree
 
 
+def _uninstall_beside_foreign() -> tuple[Tree, Tree]:
+    home, movies = _home(), _movies_with_pack("2.3")
+    home.application(APPLICATION, "2.3")
+    movies.file(CATEGORY + "/Mine/Below/Mine.motr", b"a template that the user made, which needs the application")
+    return home.tree, movies.tree
+
+
 def scenarios() -> list[Scenario]:
     install, uninstall = ("--install",), ("--uninstall",)
     return [
@@ -184,6 +193,8 @@ def scenarios() -> list[Scenario]:
         Scenario("subset", "Re-install of a subset", ("--install", "--only", "10 Box Turn"), *_reinstall()),
         Scenario("uninstall", "Full uninstall, older category too", uninstall, *_uninstall(),
                  tool_fails_late="pluginkit"),
+        Scenario("uninstall-foreign", "Full uninstall beside a foreign template", uninstall,
+                 *_uninstall_beside_foreign(), tool_fails_late=""),
         Scenario("upgrade-elsewhere", "Upgrade, Movies on another file system", install, *_upgrade(),
                  elsewhere=True),
         Scenario("uninstall-elsewhere", "Full uninstall, Movies on another file system", uninstall, *_uninstall(),

@@ -27,7 +27,7 @@ class Entry:
 
 
 class Tree(dict[str, Entry]):
-    """Each path below a folder with what stands there. Links are not followed."""
+    """Each path below a folder with the item there. Links are not followed."""
 
     @staticmethod
     def read(folder: Path) -> "Tree":

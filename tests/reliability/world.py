@@ -1,17 +1,23 @@
-"""One worker's place to run in: a home, Movies on this file system or another, and the program beside them."""
+"""Where one worker runs the program: a home, Movies on this file system or another, and the program beside them."""
 
 from __future__ import annotations
 
+import copy
 import os
+import re
 import time
 from dataclasses import dataclass, replace
 from pathlib import Path
-from typing import Sequence
+from typing import Callable, Optional, Sequence
 
-from fixtures import FAILING_CODESIGN, FAILING_PLUGINKIT, SUPPORT, Scenario, build_product
-from tracing import Call, HarnessError, Injection, Run, observe, run
+import disks
+from disks import Disk, Image
+from fixtures import (FAILING_CODESIGN, FAILING_PLUGINKIT, REFUSING_CODESIGN, SUPPORT, Scenario,
+                      build_product)
+from tracing import Call, HarnessError, Injection, Run, observe, run, run_untraced, run_with_stops
 from trees import Entry, Tree
 
+_NEW = re.compile(r"/Staging-|/Backups/|/\.orvo-(?!transitions\.json$|lumopack01\.json$)")
 EDITOR_RUNS = "Fermez Final Cut Pro et Motion"
 
 
@@ -33,16 +39,20 @@ class State:
 
 
 class World:
-    def __init__(self, folder: Path, elsewhere: Path, program: Path) -> None:
+    def __init__(self, folder: Path, elsewhere: Path, program: Path, allocator: Optional[Path] = None) -> None:
+        self.folder = folder
         self.home = folder / "home"
         self.movies_elsewhere = elsewhere / "Movies"
         self.log = folder / "log"
         self.runs = 0
+        self.allocator = allocator
         self.program = build_product(folder / "product", program)
         self.failing = {
             "codesign": build_product(folder / "failing-codesign", program, codesign=FAILING_CODESIGN),
             "pluginkit": build_product(folder / "failing-pluginkit", program, pluginkit=FAILING_PLUGINKIT),
+            "": self.program,
         }
+        self.refusing = build_product(folder / "refusing-codesign", program, codesign=REFUSING_CODESIGN)
 
     @property
     def support(self) -> Path:
@@ -58,15 +68,30 @@ class World:
             scenario.movies.write(movies)
 
     def run(self, scenario: Scenario, injections: Sequence[Injection] = (), failing_tool: str = "",
-            refused: bool = False) -> Run:
-        program = self.failing[failing_tool] if failing_tool else self.program
-        arguments = self.arguments(scenario)
-        if refused:
-            arguments = ["--only", "no such transition", *arguments]
+            act: Optional[Callable[[Call], None]] = None) -> Run:
+        """Traced to its end; with `act`, which is called at each stop that the injections make."""
+        program, arguments = self.failing[failing_tool], self.arguments(scenario)
+        here = [self._here(injection) for injection in injections]
+        if act:
+            return self._repeated(lambda: run_with_stops(program, arguments, here, act))
+        return self._repeated(lambda: run(program, arguments, self.log, here))
+
+    def run_untraced(self, scenario: Scenario) -> Run:
+        return self._repeated(lambda: run_untraced(self.program, self.arguments(scenario)))
+
+    def run_with_allocator(self, scenario: Scenario, settings: dict[str, str]) -> Run:
+        preloaded = {"LD_PRELOAD": str(self.allocator), **settings}
+        return self._repeated(lambda: run_untraced(self.program, self.arguments(scenario), preloaded))
+
+    def run_refused(self) -> Run:
+        """An install that is refused when what an earlier run left was undone, and that changes nothing itself."""
+        return self._repeated(lambda: run_untraced(self.refusing, ["--root", str(self.home), "--install"]))
+
+    def _repeated(self, once: Callable[[], Run]) -> Run:
+        """Another user of the machine may be running an editor, or a test that has one for itself."""
         for _ in range(20):
             self.runs += 1
-            result = run(program, arguments, self.log, [self._here(injection) for injection in injections])
-            # Another user of the machine may be running an editor, or a test that stands in for one.
+            result = once()
             if EDITOR_RUNS not in result.message:
                 return result
             time.sleep(0.5)
@@ -82,23 +107,61 @@ class World:
 
     def portable(self, path: str) -> str:
         """The path as it is the same in every world; empty for one that is not this world's or new in each run."""
-        for name, place in self._places().items():
-            if path == place or path.startswith(place + "/"):
-                below = path[len(place):]
-                return "" if "/Staging-" in below or "/Backups/" in below else name + below
+        for name, folder in self._folders().items():
+            if path == folder or path.startswith(folder + "/"):
+                below = path[len(folder):]
+                return "" if _NEW.search(below) else name + below
         return ""
 
-    def _places(self) -> dict[str, str]:
+    def in_home(self, path: str) -> str:
+        """The path relative to the home; empty for one that is not below it."""
+        for folder, name in ((self.home, ""), (self.movies_elsewhere, "Movies/")):
+            if path.startswith(f"{folder}/"):
+                return name + path[len(str(folder)) + 1:]
+        return ""
+
+    def _folders(self) -> dict[str, str]:
         return {"home:": str(self.home), "Movies:": str(self.movies_elsewhere), "product:": str(self.program.parent)}
 
     def _here(self, injection: Injection) -> Injection:
         name, separator, below = injection.path.partition(":")
-        return replace(injection, path=self._places()[name + ":"] + below) if separator else injection
+        return replace(injection, path=self._folders()[name + ":"] + below) if separator else injection
 
     def state(self) -> State:
         tree = Tree.read(self.home)
         movies = self.home / "Movies"
         if movies.is_symlink():
-            tree["Movies"] = Entry("link", 0)  # it leads to another place for each worker
+            tree["Movies"] = Entry("link", 0)  # it leads to another folder for each worker
             tree.update((f"Movies/{path}", entry) for path, entry in Tree.read(Path(os.readlink(movies))).items())
         return State(tree)
+
+
+class WorldOnDisks:
+    """A world whose home, and Movies if it lies elsewhere, are on disks of their own. Its program is the other world's."""
+
+    def __init__(self, world: World, scenario: Scenario, file_system: str) -> None:
+        self.disks = [Disk(world.folder / name, disks.FILE_SYSTEMS[file_system])
+                      for name in (("home-disk", "movies-disk") if scenario.elsewhere else ("home-disk",))]
+        self.world = copy.copy(world)
+        self.world.home = self.disks[0].mount_point / "home"
+        self.world.movies_elsewhere = self.disks[-1].mount_point / "Movies"
+        self.world.runs = 0
+        self.trials = 0
+
+    def __enter__(self) -> "WorldOnDisks":
+        for disk in self.disks:
+            disk.make()
+        return self
+
+    def replace(self, images: Sequence[Image]) -> None:
+        """Turns the disks off, and on again with these contents."""
+        for disk in self.disks:
+            disk.unmount()
+        for disk, image in zip(self.disks, images):
+            disk.write(image)
+            disk.mount()
+
+    def __exit__(self, *_: object) -> None:
+        for disk in self.disks:
+            disk.unmount()
+            disk.image.unlink(missing_ok=True)

@@ -1,6 +1,5 @@
-#include "tests/end-to-end/EndToEnd.hpp"
+#include "tests/end-to-end/Administrator.hpp"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -14,59 +13,7 @@ namespace {
 
 using namespace tests;
 
-constexpr uid_t odile = 54321; // two accounts that no system knows
-constexpr uid_t robert = 54322;
-
-void give(const fs::path& item, uid_t user) {
-    ASSERT_EQ(::lchown(item.c_str(), user, user), 0) << item;
-}
-
-void giveWhole(const fs::path& folder, uid_t user) {
-    give(folder, user);
-    for (const auto& item : fs::recursive_directory_iterator(folder)) {
-        give(item.path(), user);
-    }
-}
-
-/// The items of the folder, itself included, that have another owner or group, a line each.
-std::string itemsNotOf(const fs::path& folder, uid_t user) {
-    std::string items;
-    const auto check = [&](const fs::path& item) {
-        struct stat found {};
-        if (::lstat(item.c_str(), &found) != 0 || found.st_uid != user || found.st_gid != user) {
-            items += item.string() + "\n";
-        }
-    };
-    check(folder);
-    for (const auto& item : fs::recursive_directory_iterator(folder)) {
-        check(item.path());
-    }
-    return items;
-}
-
-/// An administrator, whose scripts run as root, works on the home of another user.
-struct Administrator : EndToEnd {
-    void SetUp() override {
-        if (::geteuid() != 0) {
-            GTEST_SKIP() << "needs root's rights";
-        }
-        fs::permissions(folder.path(), fs::perms(0755));
-        fs::permissions(programs.path(), fs::perms(0755));
-        give(product.folder, odile); // where the tools note their calls
-    }
-
-    void giveHome() const { giveWhole(home.folder, odile); }
-
-    /// The program as a script of root's starts it.
-    Launch scripted(const Arguments& arguments) const {
-        Launch launch = program(arguments);
-        launch.words.insert(launch.words.end(), {"--root", home.folder.string()});
-        launch.environment["HOME"] = "/root";
-        return launch;
-    }
-
-    Outcome runScripted(const Arguments& arguments) const { return Child(scripted(arguments)).wait(); }
-
+struct AdministratorsScript : Administrator {
     /// Cuts an install short while a tool runs.
     void cutShort(int call) const {
         product.onToolCall("[ $call = " + std::to_string(call) + " ] && { kill -9 $PPID; exit 0; }; :");
@@ -74,11 +21,9 @@ struct Administrator : EndToEnd {
         EXPECT_TRUE(fs::exists(home.journal));
         product.onToolCall("");
     }
-
-    void expectAllOfOdile() const { EXPECT_EQ(itemsNotOf(home.folder, odile), ""); }
 };
 
-TEST_F(Administrator, LeavesNothingOfRootAfterAnInstallAndAnUninstall) {
+TEST_F(AdministratorsScript, LeavesNothingOfRootAfterAnInstallAndAnUninstall) {
     home.fillAsLongUsed();
     giveHome();
     succeed(scripted({"--install"}), home, installedText());
@@ -87,7 +32,7 @@ TEST_F(Administrator, LeavesNothingOfRootAfterAnInstallAndAnUninstall) {
     expectAllOfOdile();
 }
 
-TEST_F(Administrator, LeavesNothingOfRootInABareHome) {
+TEST_F(AdministratorsScript, LeavesNothingOfRootInABareHome) {
     fs::remove_all(home.folder);
     fs::create_directory(home.folder);
     giveHome();
@@ -95,7 +40,7 @@ TEST_F(Administrator, LeavesNothingOfRootInABareHome) {
     expectAllOfOdile();
 }
 
-TEST_F(Administrator, MakesAHomeForWhoOwnsTheFolderAboveIt) {
+TEST_F(AdministratorsScript, MakesAHomeForWhoOwnsTheFolderAboveIt) {
     const fs::path above = home.folder;
     giveHome();
     Home inner(above / "new/home");
@@ -106,7 +51,7 @@ TEST_F(Administrator, MakesAHomeForWhoOwnsTheFolderAboveIt) {
     expectAllOfOdile();
 }
 
-TEST_F(Administrator, LeavesNothingOfRootAfterAFailedRun) {
+TEST_F(AdministratorsScript, LeavesNothingOfRootAfterAFailedRun) {
     home.fillAsLongUsed();
     giveHome();
     product.onToolCall("[ $call = 2 ] && { printf 'mal signée'; exit 1; }; :");
@@ -114,7 +59,7 @@ TEST_F(Administrator, LeavesNothingOfRootAfterAFailedRun) {
     expectAllOfOdile();
 }
 
-TEST_F(Administrator, LeavesNothingOfRootAfterARunThatWasCutShortAndItsRecovery) {
+TEST_F(AdministratorsScript, LeavesNothingOfRootAfterARunThatWasCutShortAndItsRecovery) {
     home.fillAsLongUsed();
     giveHome();
     const TreeSnapshot before = home.kept();
@@ -128,7 +73,7 @@ TEST_F(Administrator, LeavesNothingOfRootAfterARunThatWasCutShortAndItsRecovery)
     }
 }
 
-TEST_F(Administrator, LeavesWhatTheOwnerCanUninstall) {
+TEST_F(AdministratorsScript, LeavesWhatTheOwnerCanUninstall) {
     giveHome();
     succeed(scripted({"--install"}), home, installedText());
     Launch launch = program({"--uninstall"});
@@ -138,7 +83,7 @@ TEST_F(Administrator, LeavesWhatTheOwnerCanUninstall) {
     EXPECT_FALSE(fs::exists(home.manifest));
 }
 
-TEST_F(Administrator, StartsTheToolsAsTheOwner) {
+TEST_F(AdministratorsScript, StartsTheToolsAsTheOwner) {
     giveHome();
     product.onToolCall("id -u >>'" + (product.folder / "users").string() + "'; echo \"$HOME\" >>'" +
                        (product.folder / "homes").string() + "'");
@@ -154,7 +99,7 @@ TEST_F(Administrator, StartsTheToolsAsTheOwner) {
     EXPECT_EQ(count, 4);
 }
 
-TEST_F(Administrator, CannotInstallAPackThatTheOwnerCannotRead) {
+TEST_F(AdministratorsScript, CannotInstallAPackThatTheOwnerCannotRead) {
     giveHome();
     fs::permissions(product.payload, fs::perms(0700));
     const TreeSnapshot before = home.everything();
@@ -166,19 +111,19 @@ TEST_F(Administrator, CannotInstallAPackThatTheOwnerCannotRead) {
     EXPECT_EQ(difference(before, home.everything()), "");
 }
 
-TEST_F(Administrator, StaysRootInAHomeOfRoots) {
+TEST_F(AdministratorsScript, StaysRootInAHomeOfRoots) {
     succeed(scripted({"--install"}), home, installedText());
     EXPECT_EQ(itemsNotOf(home.folder, 0), "");
 }
 
-TEST_F(Administrator, IsRefusedAHomeThatAllMayReplace) {
+TEST_F(AdministratorsScript, IsRefusedAHomeThatAllMayReplace) {
     fs::permissions(folder.path(), fs::perms(0777));
     expectRefusal({"--install"}, "Impossible de modifier « " + home.folder.string() +
                                      " » : tout le monde peut écrire dans « " + folder.path().string() +
                                      " ».");
 }
 
-TEST_F(Administrator, WorksOnWhatALinkOfTheOwnersLeadsToWithTheRightsOfItsOwner) {
+TEST_F(AdministratorsScript, WorksOnWhatALinkOfTheOwnersLeadsToWithTheRightsOfItsOwner) {
     giveHome();
     const Home victim(folder / "victim");
     giveWhole(victim.folder, robert);
@@ -190,7 +135,7 @@ TEST_F(Administrator, WorksOnWhatALinkOfTheOwnersLeadsToWithTheRightsOfItsOwner)
     EXPECT_EQ(itemsNotOf(victim.folder, robert), "");
 }
 
-TEST_F(Administrator, OpensTheWindowAsTheOwner) {
+TEST_F(AdministratorsScript, OpensTheWindowAsTheOwner) {
     giveHome();
     fs::copy_file(fs::path(ORVO_PROGRAM).parent_path() / "orvo-window.so", product.folder / "orvo-window.so");
     Launch launch = program({});

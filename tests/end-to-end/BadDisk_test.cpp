@@ -196,6 +196,23 @@ TEST_F(BadDisk, HasEverythingSavedOnItBeforeTheFirstNewItem) {
     EXPECT_TRUE(isSyncedBetween(puts.back(), calls.size()));
 }
 
+TEST_F(BadDisk, HasRoomForTheUndoBeforeTheFirstChange) {
+    product.onToolCall("[ $call = 3 ] && exit 1; :");
+    const std::vector<std::string> calls =
+        callsOf(program({"--install"}),
+                "?vfork,?fork,clone,?clone3,?mkdir,mkdirat,openat,?link,linkat,?symlink,symlinkat", 1);
+    const auto isOfTool = [](const std::string& call) {
+        return call.find("fork(") < 2 || call.starts_with("clone");
+    };
+    const auto lastTool = std::find_if(calls.rbegin(), calls.rend(), isOfTool);
+    ASSERT_NE(lastTool, calls.rend());
+    for (auto call = lastTool.base(); call != calls.end(); ++call) {
+        EXPECT_TRUE(call->starts_with("openat") ? call->find("O_CREAT") == std::string::npos
+                                                : call->find(") = 0") == std::string::npos)
+            << *call;
+    }
+}
+
 TEST_F(BadDisk, IsWorkedOnInTheOrderOfTheSortedPathsOfAllTemplates) {
     putTransitions(home, {"11 Pane Burst"});
     std::vector<std::string> paths;
@@ -267,22 +284,33 @@ TEST_F(BadDisk, ThatIsCutOffAtTheEndHoldsTheStateBeforeOrAfter) {
     install();
 }
 
-/// A process that may open few files.
+/// A process that may open few files, and tools that need none.
 struct FewDescriptors : EndToEnd {
     FewDescriptors() {
         home.fillAsLongUsed();
         fs::remove_all(home.category / "Mes essais");
+        useForSignatures("true");
+    }
+
+    void useForSignatures(const std::string& program) const {
+        const fs::path tool = product.folder / "SystemTools/usr/bin/codesign";
+        fs::remove(tool);
+        fs::create_symlink("/bin/" + program, tool);
     }
 
     /// Whatever the run could do is whole: either done or undone, at the latest by the next run.
-    void expectWhole(Launch launch, unsigned limit) const {
+    void expectWhole(const Arguments& arguments, unsigned limit) const {
         const TreeSnapshot before = home.kept();
+        Launch launch = program(arguments);
+        launch.words.emplace_back("--no-register");
         launch.openFiles = limit;
+        launch.largestFile = 100'000;
         const Outcome outcome = Child(launch).wait();
         if (fs::exists(home.journal)) {
             EXPECT_EQ(outcome.error.find("État précédent restauré."), std::string::npos) << outcome.error;
-            onlyUndo();
-            product.onToolCall("");
+            useForSignatures("false");
+            EXPECT_EQ(run({"--install", "--no-register"}).status, 1);
+            useForSignatures("true");
         }
         if (outcome.status != 0) {
             EXPECT_EQ(difference(before, home.kept()), "") << limit << " " << outcome.error;
@@ -295,18 +323,16 @@ struct FewDescriptors : EndToEnd {
 
 TEST_F(FewDescriptors, LeaveNothingUnfinishedForGood) {
     for (unsigned limit = 4; limit <= 12; ++limit) {
-        expectWhole(program({"--install"}), limit);
-        expectWhole(program({"--uninstall"}), limit);
+        expectWhole({"--install"}, limit);
+        expectWhole({"--uninstall"}, limit);
     }
-    install();
+    install({"--no-register"});
 }
 
 TEST_F(FewDescriptors, LeaveNoStagedApplicationBehind) {
     writeFile(product.application / "Contents/Resources/deep/deeper/large", std::string(100'001, 'x'));
     for (unsigned limit = 4; limit <= 12; ++limit) {
-        Launch launch = program({"--install"});
-        launch.largestFile = 100'000;
-        expectWhole(launch, limit);
+        expectWhole({"--install"}, limit);
     }
 }
 

@@ -111,6 +111,25 @@ TEST_F(MoviesOnAnotherDisk, IsRestoredAfterAFailureInAFreshHome) {
     EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
 }
 
+TEST_F(MoviesOnAnotherDisk, IsRestoredOnBothDisksBeforeTheJournalGoes) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    home.fillAsLongUsed();
+    product.onToolCall("[ $call = 3 ] && exit 1; :");
+    int syncs = 0;
+    for (const std::string& call :
+         callsOf(program({"--install"}), "?rename,renameat2,?unlink,unlinkat,syncfs", 1)) {
+        if (call.find("\"" + home.journal.string() + "\"") == std::string::npos) {
+            syncs = call.starts_with("syncfs") ? syncs + 1 : 0;
+        } else if (call.starts_with("unlink")) {
+            break;
+        }
+    }
+    EXPECT_EQ(syncs, 2); // after everything else
+    EXPECT_FALSE(fs::exists(home.journal));
+}
+
 TEST_F(MoviesOnAnotherDisk, KeepsTheOriginalsWhenTheBackupsDiskIsFull) {
     home.fillAsLongUsed();
     const fs::path file = home.category / "01 Ink Drop/01 Ink Drop.motr";

@@ -43,13 +43,13 @@ Launch injecting(const Launch& launch, const Words& what) {
     return traced(launch, "/dev/null", what);
 }
 
-std::vector<std::string> callsOf(const Launch& launch, const std::string& calls) {
+std::vector<std::string> callsOf(const Launch& launch, const std::string& calls, int status) {
     const TemporaryFolder folder;
     const fs::path trace = folder / "trace";
     EXPECT_EQ(Child(traced(launch, trace, {"-s", "9999", "-e", "signal=none", "-e", "trace=" + calls}))
                   .wait()
                   .status,
-              0);
+              status);
     std::istringstream text(readFile(trace));
     std::vector<std::string> lines;
     for (std::string line; std::getline(text, line) && !line.starts_with("+++");) {

@@ -15,8 +15,9 @@ bool canInject();
 /// The launch under a tracer that makes system calls fail; `what` is in strace's words.
 Launch injecting(const Launch& launch, const std::vector<std::string>& what);
 
-/// Runs the program to its end and returns these calls of its main thread, a line each in strace's words.
-std::vector<std::string> callsOf(const Launch& launch, const std::string& calls);
+/// Runs the program, which must end with this status, and returns these calls of its main thread, a line each
+/// in strace's words.
+std::vector<std::string> callsOf(const Launch& launch, const std::string& calls, int status = 0);
 
 /// A run that stops at a system call, so that a test can do then what a user might.
 class StoppedRun {

@@ -11,6 +11,9 @@
 // An absent selector is written nil too.
 #undef nil
 #define nil nullptr
+// GNUstep 0.29 lacks these two, 0.32 has them.
+#define NSEventTypeKeyDown NSKeyDown
+#define NSEventTypeKeyUp NSKeyUp
 #define NS_VALID_UNTIL_END_OF_SCOPE __attribute__((objc_precise_lifetime))
 
 using NSModalResponse = NSInteger;
@@ -19,8 +22,6 @@ constexpr NSCompositingOperation NSCompositingOperationSourceOver = NSCompositeS
 constexpr NSBezelStyle NSBezelStyleRounded = NSRoundedBezelStyle;
 constexpr NSAlertStyle NSAlertStyleWarning = NSWarningAlertStyle;
 constexpr NSProgressIndicatorStyle NSProgressIndicatorStyleSpinning = NSProgressIndicatorSpinningStyle;
-constexpr NSEventType NSEventTypeKeyDown = NSKeyDown;
-constexpr NSEventType NSEventTypeKeyUp = NSKeyUp;
 constexpr auto NSControlSizeLarge = static_cast<NSControlSize>(3);
 
 enum NSWindowTitleVisibility : NSInteger { NSWindowTitleVisible = 0, NSWindowTitleHidden = 1 };

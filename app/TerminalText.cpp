@@ -54,7 +54,12 @@ std::string withVisibleControls(std::string_view text) {
 }
 
 void printLine(int descriptor, const std::string& text) {
-    write(descriptor, (::isatty(descriptor) == 1 ? withVisibleControls(text) : text) + "\n");
+    if (::isatty(descriptor) == 1) {
+        write(descriptor, withVisibleControls(text) + "\n");
+        return;
+    }
+    write(descriptor, text); // needs no memory, which may be gone by now
+    write(descriptor, "\n");
 }
 
 } // namespace app

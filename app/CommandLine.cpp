@@ -1,6 +1,7 @@
 #include "app/CommandLine.hpp"
 
 #include "app/Arguments.hpp"
+#include "app/EndOfMemory.hpp"
 #include "app/TerminalText.hpp"
 #include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
@@ -33,7 +34,7 @@ void printFailure(const std::exception_ptr& failure) {
     try {
         printLine(STDERR_FILENO, engine::localizedDescription(failure));
     } catch (const std::bad_alloc&) {
-        std::fputs("La mémoire manque.\n", stderr);
+        std::fputs(endOfMemoryText, stderr);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "app/Arguments.hpp"
 #include "app/CommandLine.hpp"
+#include "app/EndOfMemory.hpp"
 #include "platform/Locations.hpp"
 #include "platform/Ownership.hpp"
 #include "platform/Signals.hpp"
@@ -22,6 +23,7 @@ void becomeOwnerOfHome() {
 
 int main(int argc, char** argv) {
     platform::setSignalDispositions();
+    app::reportEndOfMemory();
     app::args.assign(argv, argv + argc);
     if (app::isCommandLine()) {
         return app::runCommandLine();

@@ -183,9 +183,15 @@ def run_with_stops(program: Path, arguments: Sequence[str], injections: Sequence
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                env=_environment(), cwd="/", pass_fds=[writing])
     os.close(writing)
-    guard = threading.Timer(TIMEOUT, process.kill)
-    guard.start()
     log = _Log()
+    late_state: list[str] = []
+
+    def end() -> None:
+        late_state.append(Path(f"/proc/{process.pid}/stat").read_text().rpartition(")")[2].split()[0])
+        process.kill()
+
+    guard = threading.Timer(TIMEOUT, end)
+    guard.start()
     try:
         with open(reading, encoding="latin-1", errors="replace") as lines:
             for line in lines:
@@ -195,12 +201,13 @@ def run_with_stops(program: Path, arguments: Sequence[str], injections: Sequence
                     os.kill(process.pid, signal.SIGCONT)
         output, message = process.communicate()
     finally:
-        timed_out = guard.finished.is_set()
         guard.cancel()
         if process.poll() is None:
             process.kill()
             process.wait()
-    if timed_out:
+    if late_state and late_state[0] in "tT":
+        raise MissedCall(f"strace did not let the program go on in {TIMEOUT} seconds: {command}")
+    if late_state:
         raise HarnessError(f"the program did not end in {TIMEOUT} seconds: {command}")
     return Run(process.returncode, output.decode(), _without_remarks(message.decode()), log.calls)
 

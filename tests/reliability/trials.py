@@ -29,20 +29,26 @@ class Outcome:
 
 
 def try_case(world: World, baseline: Baseline, case: Case) -> Outcome:
-    if case.kind in _TRIALS_ON_DISKS:
-        kind = "ext4" if case.kind == "full disk" else case.setting
-        with WorldOnDisks(world, baseline.scenario, kind) as on_disks:
-            violations = tuple(_TRIALS_ON_DISKS[case.kind](on_disks, baseline, case))
-            return Outcome(case, violations, on_disks.world.runs, max(1, on_disks.trials))
     runs = world.runs
     for _ in range(_ATTEMPTS):
-        world.prepare(baseline.scenario)
         try:
-            violations = tuple(_TRIALS[case.kind](world, baseline, case))
+            violations, trials = _try_once(world, baseline, case)
             break
         except MissedCall as missed:
-            violations = (f"the harness missed its call in {_ATTEMPTS} attempts: {missed}",)
-    return Outcome(case, violations, world.runs - runs)
+            violations, trials = (f"the harness missed its call in {_ATTEMPTS} attempts: {missed}",), 1
+    return Outcome(case, violations, world.runs - runs, trials)
+
+
+def _try_once(world: World, baseline: Baseline, case: Case) -> tuple[tuple[str, ...], int]:
+    """The violations, and how many trials it were."""
+    if case.kind not in _TRIALS_ON_DISKS:
+        world.prepare(baseline.scenario)
+        return tuple(_TRIALS[case.kind](world, baseline, case)), 1
+    kind = "ext4" if case.kind == "full disk" else case.setting
+    with WorldOnDisks(world, baseline.scenario, kind) as on_disks:
+        violations = tuple(_TRIALS_ON_DISKS[case.kind](on_disks, baseline, case))
+        world.runs += on_disks.world.runs
+        return violations, max(1, on_disks.trials)
 
 
 def _retries(injection: Injection) -> bool:

@@ -409,14 +409,11 @@ TEST_F(FileManagerTest, LooksForNoHiddenListWhenTheFolderIsNotThere) {
     EXPECT_FALSE(files.isHidden(folder / "absent"));
 }
 
-TEST_F(FileManagerTest, HidesAndShowsAFolder) {
-    if (!isMac()) {
-        GTEST_SKIP() << "a list hides folders here";
-    }
+TEST_F(FileManagerTest, HidesAndShowsAFolderThatRecordsItItself) {
     fs::create_directory(folder / "a");
     EXPECT_FALSE(files.isHidden(folder / "a"));
     files.setHidden(folder / "a", true);
-    EXPECT_TRUE(files.isHidden(folder / "a"));
+    EXPECT_EQ(files.isHidden(folder / "a"), isMac()); // elsewhere a list hides folders
     EXPECT_FALSE(files.isHidden(folder / "b"));
     files.setHidden(folder / "a", false);
     EXPECT_FALSE(files.isHidden(folder / "a"));
@@ -424,8 +421,9 @@ TEST_F(FileManagerTest, HidesAndShowsAFolder) {
 }
 
 TEST_F(FileManagerTest, ReadsTheListOfHiddenItems) {
-    if (isMac()) {
-        GTEST_SKIP() << "a flag hides folders here";
+    if (isMac()) { // a flag hides folders there
+        EXPECT_EQ(files.hiddenList(folder / "a"), std::nullopt);
+        return;
     }
     const auto withoutFolder = [&] { return files.hiddenListWithout(folder / "a"); };
     fs::create_directory(folder / "a");

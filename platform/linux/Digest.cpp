@@ -2,6 +2,7 @@
 
 #include "platform/Error.hpp"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 
 #include <new>
@@ -17,6 +18,21 @@ void require(int success) {
     }
 }
 
+/// The algorithm from a context of our own, fetched once: the library's global context cannot be used any
+/// more where memory ended while it was made.
+const EVP_MD* sha256() {
+    static const EVP_MD* const algorithm = [] {
+        OSSL_LIB_CTX* context = OSSL_LIB_CTX_new();
+        const EVP_MD* fetched = context != nullptr ? EVP_MD_fetch(context, "SHA2-256", nullptr) : nullptr;
+        if (fetched == nullptr) {
+            OSSL_LIB_CTX_free(context);
+            throw std::bad_alloc();
+        }
+        return fetched;
+    }();
+    return algorithm;
+}
+
 } // namespace
 
 struct Sha256::State {
@@ -30,7 +46,7 @@ Sha256::Sha256() : state(std::make_unique<State>()) {
     if (!state->context) {
         throw std::bad_alloc();
     }
-    require(EVP_DigestInit_ex(state->context.get(), EVP_sha256(), nullptr));
+    require(EVP_DigestInit_ex(state->context.get(), sha256(), nullptr));
 }
 
 Sha256::~Sha256() = default;

@@ -118,7 +118,7 @@ void JournalFile::recordUnregistered() const {
     installer->fm.appendDurably(paths->journal, unregisteredLine);
 }
 
-void JournalFile::end() const {
+void JournalFile::end() {
     std::string doubt;
     try {
         installer->fm.removeItem(paths->journal);
@@ -128,6 +128,7 @@ void JournalFile::end() const {
         }
         doubt = error.what();
     }
+    ended = true;
     try {
         installer->fm.synchronize({paths->support});
     } catch (const platform::Error& error) {

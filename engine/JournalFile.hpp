@@ -43,7 +43,10 @@ public:
 
     /// Removes the file, durably. After platform::Error it still exists; after UnconfirmedError it is gone,
     /// and may be there again after a power failure.
-    void end() const;
+    void end();
+
+    /// Whether the file has been removed.
+    bool isEnded() const { return ended; }
 
 private:
     JournalFile(const PackInstaller& owner, const PackPaths& where, platform::FileLock held)
@@ -52,6 +55,7 @@ private:
     const PackInstaller* installer;
     const PackPaths* paths;
     platform::FileLock lock;
+    bool ended = false;
 };
 
 } // namespace engine

@@ -52,9 +52,10 @@ void carryOut(Transaction& transaction) {
         transaction.commit();
     } catch (const ConcurrentRunError&) {
         throw;
-    } catch (const UnconfirmedError&) {
-        throw;
     } catch (const std::exception&) {
+        if (transaction.isCommitted()) {
+            throw;
+        }
         throw transaction.rollBack(std::current_exception());
     }
     transaction.removeEmptiedFolders();

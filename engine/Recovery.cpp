@@ -276,7 +276,7 @@ Undone undo(const PackInstaller& installer, const PackPaths& paths, const Journa
     return Recovery(installer, paths, journal).run();
 }
 
-void endUndone(const JournalFile& file, Undone& undone) {
+void endUndone(JournalFile& file, Undone& undone) {
     if (!undone.isComplete()) {
         return;
     }
@@ -289,7 +289,7 @@ void endUndone(const JournalFile& file, Undone& undone) {
 }
 
 std::string undoInterruptedRun(const PackInstaller& installer, const PackPaths& paths) {
-    const std::optional<JournalFile> file = JournalFile::takeOver(installer, paths);
+    std::optional<JournalFile> file = JournalFile::takeOver(installer, paths);
     if (!file) {
         return {};
     }

@@ -32,7 +32,7 @@ struct Undone {
 Undone undo(const PackInstaller& installer, const PackPaths& paths, const Journal& journal);
 
 /// Ends the journal of a run that was wholly undone; another one stays. What fails is added to the outcome.
-void endUndone(const JournalFile& file, Undone& undone);
+void endUndone(JournalFile& file, Undone& undone);
 
 /// Undoes the run that was cut short in this home, if there is one, and returns what the user has to know of
 /// it. Throws InstallError when something could not be put back, ConcurrentRunError when that run is alive.

@@ -14,7 +14,8 @@ namespace fs = std::filesystem;
 namespace engine {
 
 Transaction::Transaction(const PackInstaller& owner, const PackPaths& where, Plan& made)
-    : installer(owner), paths(where), plan(made), backup(made.journal.backup(where)) {}
+    : installer(owner), paths(where), plan(made), backup(made.journal.backup(where)),
+      staging(made.journal.staging(where)) {}
 
 void Transaction::begin() {
     makeBackupFolders();
@@ -76,7 +77,6 @@ void Transaction::apply() {
 
 void Transaction::stageApplication() const {
     if (plan.installs) {
-        const fs::path staging = plan.journal.staging(paths);
         installer.mkdir(staging);
         installer.fm.copyItem(paths.payloadApplication, staging / applicationName);
     }
@@ -240,7 +240,7 @@ void Transaction::synchronize() const {
 
 void Transaction::commit() {
     try {
-        installer.fm.removeItem(plan.journal.staging(paths));
+        installer.fm.removeItem(staging);
     } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): it is empty, and in nobody's way
     }
     try {
@@ -253,7 +253,7 @@ void Transaction::commit() {
     }
 }
 
-InstallError Transaction::rollBack(const std::exception_ptr& failure) const {
+InstallError Transaction::rollBack(const std::exception_ptr& failure) {
     Undone undone;
     if (journal) {
         undone = undo(installer, paths, plan.journal);

@@ -30,8 +30,11 @@ public:
     /// Ends the journal: from here on the run is committed. Throws as JournalFile::end.
     void commit();
 
+    /// True from the moment at which the journal is gone.
+    bool isCommitted() const { return journal && journal->isEnded(); }
+
     /// Puts the previous state back and returns the error for the user, with the outcome.
-    InstallError rollBack(const std::exception_ptr& failure) const;
+    InstallError rollBack(const std::exception_ptr& failure);
 
     /// Removes the folders that the run has emptied; only after the commit.
     void removeEmptiedFolders() const noexcept;
@@ -58,6 +61,7 @@ private:
     const PackPaths& paths;
     Plan& plan;
     const std::filesystem::path backup;
+    const std::filesystem::path staging;
     std::optional<JournalFile> journal;
     std::vector<std::size_t> copied; ///< the entries whose originals the backup folder holds as copies
 };

@@ -37,11 +37,13 @@ struct JournalFileTest : testing::Test {
 };
 
 TEST_F(JournalFileTest, ExistsUntilItEnds) {
-    const JournalFile file = begin();
+    JournalFile file = begin();
     EXPECT_FALSE(file.read().id.empty());
     EXPECT_EQ(installer.fm.list(paths.support), (std::vector<std::string>{"Backups", "journal.jsonl"}));
     EXPECT_TRUE(installer.fm.list(file.read().backup(paths)).empty()); // where it was prepared
+    EXPECT_FALSE(file.isEnded());
     file.end();
+    EXPECT_TRUE(file.isEnded());
     EXPECT_FALSE(installer.exists(paths.journal));
 }
 

@@ -62,6 +62,7 @@ private:
         const fs::path path = paths.home / folder;
         const fs::path aside = journal.temporary(path, number, 'o');
         fm.removeItem(journal.temporary(emptied, number, 'n'));
+        fm.removeItem(journal.temporary(path, number, 'n'));
         for (const fs::path& source : {aside, emptied}) {
             if (fm.existsNoFollow(source) && !fm.existsNoFollow(path)) {
                 move(source, path, number);

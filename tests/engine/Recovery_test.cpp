@@ -173,10 +173,12 @@ TEST_F(RecoveryTest, GivesBackATransitionFolderThatWasSetAside) {
     EXPECT_FALSE(fs::exists(aside));
 
     tests::writeFile(aside / "mine.txt", "put there at the last moment");
+    tests::writeFile(journal.temporary(gone, 2, 'n') / "mine.txt", "half of what an undo was copying");
     const Undone undone = undo();
     EXPECT_TRUE(undone.isRestored());
     EXPECT_EQ(tests::readFile(kept(gone) / "mine.txt"), "put there at the last moment");
     EXPECT_EQ(undone.kept.size(), 1U);
+    EXPECT_FALSE(fs::exists(journal.temporary(gone, 2, 'n')));
 }
 
 TEST_F(RecoveryTest, RemovesTheFoldersThatTheRunMadeWhenTheyAreEmpty) {

@@ -66,9 +66,15 @@ def _try_fault(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
 
 
 def _try_read(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
-    """What could not be read may have been needed or not, and a thread may have read it at another time."""
+    """What could not be read may have been needed or not, and a thread may have read it at another time. Calls are counted
+    for each thread: one that fails in a thread of the run and again in the recovery is a bad disk."""
     run = world.run(baseline.scenario, case.injections)
     state = world.state()
+    if len(run.injected()) > 1 and run.status != 0:
+        yield from _always(state, baseline)
+        yield from checks.tells_what_is(run, state, baseline.before, str(world.home))
+        yield from _completes(world, baseline)
+        return
     yield from _is_done_or_unchanged(run, state, baseline, case)
     if run.status == 0:
         yield from checks.backup_is_as_in(state, baseline.clean, baseline.before)

@@ -237,7 +237,7 @@ int AlertSheet::addText(const QString& contents, int left, int top, int highest)
 }
 
 /// From the left, the first title on the right.
-void AlertSheet::addButtons(std::vector<std::string> titles, int top) {
+void AlertSheet::addButtons(const std::vector<std::string>& titles, int top) {
     int right = panel.width() - padding;
     for (const std::string& title : titles) {
         const bool first = defaultButton == nullptr;

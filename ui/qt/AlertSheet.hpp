@@ -65,7 +65,7 @@ private:
     int addIcon();
     int addMessage(const Alert& alert, int left);
     int addText(const QString& text, int left, int top, int highest);
-    void addButtons(std::vector<std::string> titles, int top);
+    void addButtons(const std::vector<std::string>& titles, int top);
     void respond(bool first);
 
     std::function<void(const AlertResponse&)> finish;

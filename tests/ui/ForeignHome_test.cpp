@@ -16,11 +16,15 @@ namespace {
 constexpr uid_t owner = 54321;
 constexpr uid_t stranger = 54322;
 
-/// What the window of a user whose HOME is this folder says of its first run.
+/// What the window of a user whose HOME is this folder says of its first run. The program itself may lie where
+/// only root can look, as this test's does on a machine that builds as root.
 std::string failureIn(const std::filesystem::path& home) {
     ::setenv("HOME", home.c_str(), 1);
     RecordingToolkit toolkit;
     ui::InstallerDelegate delegate(toolkit);
+    if (::geteuid() == 0 && (::setgid(stranger) != 0 || ::setuid(stranger) != 0)) {
+        return "the rights could not be given up";
+    }
     delegate.applicationDidFinishLaunching();
     delegate.install();
     toolkit.finishRun();
@@ -42,9 +46,6 @@ TEST(ForeignHome, IsRefusedInASheet) {
     const TreeSnapshot before = TreeSnapshot::of(folder.path());
     const pid_t child = ::fork();
     if (child == 0) {
-        if (isRoot && (::setgid(stranger) != 0 || ::setuid(stranger) != 0)) {
-            ::_exit(2);
-        }
         const std::string failure = failureIn(home);
         std::cerr << failure << std::endl;
         ::_exit(failure == expected ? 0 : 1);

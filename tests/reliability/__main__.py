@@ -20,9 +20,10 @@ import disks
 from baseline import Baseline, measure
 from cases import KINDS, Case, cases, sample
 from fixtures import scenarios
+from isolation import isolate, mount_memory
 from report import Figures, table, write_page
 from tracing import HarnessError
-from trials import Outcome, try_case
+from trials import ON_DISKS, Outcome, try_case
 from world import World
 
 MEMORY = Path("/dev/shm")  # a file system in memory, where syncing costs nothing
@@ -47,13 +48,15 @@ class Folders:
         return World(folder, elsewhere, arguments.program, self.allocator if self.allocator.exists() else None)
 
     def remove(self) -> None:
-        disks.unmount_below(self.here)
         for folder in (self.here, self.elsewhere):
+            disks.unmount_below(folder)
             shutil.rmtree(folder, ignore_errors=True)
 
 
-def make_folders() -> Folders:
+def make_folders(is_isolated: bool) -> Folders:
     elsewhere = Path(tempfile.mkdtemp(prefix="orvo-reliability-")).resolve()
+    if is_isolated:
+        mount_memory(elsewhere)
     if not MEMORY.is_dir() or MEMORY.stat().st_dev == elsewhere.stat().st_dev:
         raise HarnessError("two file systems are needed, /dev/shm and the one of temporary files")
     return Folders(Path(tempfile.mkdtemp(prefix="orvo-reliability-", dir=MEMORY)).resolve(), elsewhere)
@@ -87,7 +90,8 @@ def parse_arguments() -> argparse.Namespace:
     parser.add_argument("--case", default="", metavar="TEXT", help="only cases with this in their name")
     parser.add_argument("--file-system", action="append", choices=list(disks.FILE_SYSTEMS))
     parser.add_argument("--cuts", type=int, help="how many first cuts are cut again (default 4, in a sample 2)")
-    parser.add_argument("--jobs", type=int, default=2)
+    parser.add_argument("--jobs", type=int, default=(os.cpu_count() or 1) + 1, help="one more than there are processors, "
+                        "by default, as a run waits for its tools and its tracer")
     parser.add_argument("--report", type=Path, help="write the figures of a whole run into this page")
     parser.add_argument("--show", type=int, default=10, help="how many violations to show (default 10)")
     return parser.parse_args()
@@ -134,9 +138,11 @@ def run_cases(arguments: argparse.Namespace, folders: Folders, figures: Figures,
     figures.runs += world.runs
     if arguments.sample:
         pending = sample(pending)
+    else:
+        pending.sort(key=lambda case: case.kind not in ON_DISKS)  # the longest first, so that all end together
     figures.planned = len(pending)
     with multiprocessing.Pool(arguments.jobs, start_worker, (folders, arguments, baselines, deadline)) as pool:
-        for outcome in filter(None, pool.imap_unordered(work, pending, chunksize=4)):
+        for outcome in filter(None, pool.imap_unordered(work, pending, chunksize=2)):
             figures.tried(baselines[outcome.case.scenario].scenario, outcome)
             if outcome.violations and figures.violations <= arguments.show:
                 show(outcome, baselines[outcome.case.scenario].scenario.name)
@@ -148,14 +154,16 @@ def run_cases(arguments: argparse.Namespace, folders: Folders, figures: Figures,
 def main() -> int:
     arguments = parse_arguments()
     arguments.program = arguments.program.resolve()
-    if not shutil.which("strace"):
-        print("strace is needed", file=sys.stderr)
-        return 77
+    for tool in ("strace", "cc"):
+        if not shutil.which(tool):
+            print(f"{tool} is needed", file=sys.stderr)
+            return 77
+    is_isolated = isolate()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that the folders go
     began = time.monotonic()
     deadline = began + arguments.sample if arguments.sample else float("inf")
     figures = Figures()
-    folders = make_folders()
+    folders = make_folders(is_isolated)
     try:
         run_cases(arguments, folders, figures, deadline)
     finally:

@@ -5,20 +5,21 @@ from __future__ import annotations
 import os
 from collections import Counter
 from dataclasses import dataclass
-from typing import Iterator, Sequence
+from typing import Iterator, Optional, Sequence
 
 import checks
 from durability import audit, lose_unsynced_data
 from fixtures import CATEGORY, LEGACY, Scenario
-from tracing import CHANGING, STARTING, Call, Injection, Run
+from tracing import CHANGING, RENAMING, STARTING, Call, Injection, Run
 from world import State, World, WorldOnDisks
 
 
 @dataclass(frozen=True)
 class Cut:
-    """A first run killed at a call, and the calls of the run after it that undo it."""
+    """A first run killed at a call, and the calls of the run after it that undo it, or finish it if it was committed."""
 
     kill: Injection
+    is_committed: bool
     loses_data: bool
     undoing: tuple[Call, ...]
 
@@ -59,6 +60,7 @@ class Baseline:
     before: State
     clean: State
     calls: tuple[Call, ...]
+    commit: Optional[Call]
     reads: tuple[Read, ...]
     late: tuple[LateFailure, ...]
     cuts: tuple[Cut, ...]
@@ -66,23 +68,42 @@ class Baseline:
     room: tuple[Room, ...]
     templates: dict[tuple[Call, ...], list[set[str]]]  # for each of such calls, those that the run was at
 
+    def is_committed_at(self, kill: Optional[Injection]) -> bool:
+        return any(cut.kill == kill and cut.is_committed for cut in self.cuts)
+
 
 def measure(world: World, scenario: Scenario, cut_count: int, file_systems: Sequence[str]
             ) -> tuple[Baseline, list[str]]:
     world.prepare(scenario)
     before = world.state()
-    run = world.run(scenario)
+    run = world.run_recorded(scenario)
     clean = world.state()
     problems = [*checks.says_success(run), *checks.loses_nothing(clean, before), *checks.leaves_no_leftover(clean),
                 *checks.keeps_older_backups(clean, before), *audit(run.calls, world.support)]
     calls = tuple(run.changing())
-    late = tuple(_late_failures(world, scenario, run)) if not problems else ()
-    cuts = tuple(_cuts(world, scenario, calls, cut_count)) if not problems else ()
+    commit = _last_undone(world, scenario, calls, clean, before) if not problems else 0
+    late = tuple(_late_failures(world, scenario, run, calls[commit])) if not problems else ()
+    cuts = tuple(_cuts(world, scenario, calls, commit, cut_count)) if not problems else ()
     templates = {each: list(_templates_at(world, each))
                  for each in (calls, *(one.recovery for one in late), *(cut.undoing for cut in cuts))}
-    return Baseline(scenario, before, clean, calls, tuple(_reads(world, scenario)), late, cuts,
-                    _allocations(world, scenario), tuple(_room(world, scenario)) if "ext4" in file_systems else (),
-                    templates), problems
+    return Baseline(scenario, before, clean, calls, calls[commit] if calls else None, tuple(_reads(world, scenario)), late,
+                    cuts, _allocations(world, scenario),
+                    tuple(_room(world, scenario)) if "ext4" in file_systems else (), templates), problems
+
+
+def _last_undone(world: World, scenario: Scenario, calls: Sequence[Call], clean: State, before: State) -> int:
+    """The call that commits: a run that is cut at it is undone by the next one, and later it is not."""
+    first, end = 0, len(calls)  # it is among those from the first on, before the end
+    while end - first > 1:
+        middle = (first + end) // 2
+        world.prepare(scenario)
+        world.run(scenario, [Injection.kill(calls[middle])])
+        world.run_refused()
+        if any(checks.is_unchanged(world.state(), before)):
+            end = middle
+        else:
+            first = middle
+    return first
 
 
 def _reads(world: World, scenario: Scenario) -> Iterator[Read]:
@@ -100,19 +121,18 @@ def _reads(world: World, scenario: Scenario) -> Iterator[Read]:
             yield Read(name, ordinal, path)
 
 
-def _late_failures(world: World, scenario: Scenario, clean: Run) -> Iterator[LateFailure]:
+def _late_failures(world: World, scenario: Scenario, clean: Run, commit: Call) -> Iterator[LateFailure]:
     if scenario.tool_fails_late:
         world.prepare(scenario)
-        failed = world.run(scenario, failing_tool=scenario.tool_fails_late)
+        failed = world.run_recorded(scenario, failing_tool=scenario.tool_fails_late)
         last_start = max(index for index, call in enumerate(failed.calls) if call.name in STARTING)
         yield LateFailure(scenario.tool_fails_late, (),
                           tuple(call for call in failed.calls[last_start + 1:] if call.changes))
-    # The last sync before the journal goes is as late as a failure can be.
-    journal = next(index for index, call in enumerate(clean.calls) if ends_journal(call))
-    sync = [call for call in clean.calls[:journal] if call.name in ("fsync", "syncfs")][-1]
+    # The last sync before the commit is as late as a failure can be.
+    sync = [call for call in clean.calls[:clean.calls.index(commit)] if call.name in ("fsync", "syncfs")][-1]
     injection = Injection.error(sync, "EIO")
     world.prepare(scenario)
-    failed = world.run(scenario, [injection])
+    failed = world.run_recorded(scenario, [injection])
     failure = next(index for index, call in enumerate(failed.calls) if call.injected)
     yield LateFailure("", (injection,), tuple(call for call in failed.calls[failure + 1:]
                                               if call.changes and call.name != sync.name))
@@ -123,27 +143,33 @@ def begins_journal(call: Call) -> bool:
 
 
 def ends_journal(call: Call) -> bool:
-    return call.name in ("unlink", "unlinkat") and call.paths()[-1].endswith("/journal.jsonl") and call.succeeded
+    return (call.name in {"unlink", "unlinkat", *RENAMING} and call.succeeded
+            and call.paths()[0].endswith("/journal.jsonl"))
 
 
-def points_to_cut(calls: Sequence[Call], count: int) -> list[int]:
-    """From the latest point back: the later a run was cut, the more there is to undo."""
-    end = next(index for index, call in enumerate(calls) if ends_journal(call))
+def points_to_cut(calls: Sequence[Call], commit: int, count: int) -> list[int]:
+    """From the commit back: the later a run was cut, the more there is to undo."""
     begin = next(index for index, call in enumerate(calls) if begins_journal(call)) + 1
-    return [end - round(step * (end - begin) / count) for step in range(count)]
+    return [commit - round(step * (commit - begin) / count) for step in range(count)]
 
 
-def _cuts(world: World, scenario: Scenario, calls: Sequence[Call], count: int) -> Iterator[Cut]:
-    for point in points_to_cut(calls, count):
+def _cuts(world: World, scenario: Scenario, calls: Sequence[Call], commit: int, count: int) -> Iterator[Cut]:
+    # After the commit there is nothing to undo, but something to finish.
+    for point in [*points_to_cut(calls, commit, count), *range(commit + 1, min(commit + 2, len(calls)))]:
         kill = Injection.kill(calls[point])
         for loses_data in (False, True):
             world.prepare(scenario)
-            cut = world.run(scenario, [kill])
+            cut = world.run_recorded(scenario, [kill])
             if loses_data:
                 lose_unsynced_data(cut.calls)
-            second = world.run(scenario).calls
-            undone = next((index for index, call in enumerate(second) if ends_journal(call)), 0)
-            yield Cut(kill, loses_data, tuple(call for call in second[:undone + 2] if call.changes))
+            second = world.run_recorded(scenario).calls
+            yield Cut(kill, point > commit, loses_data, tuple(call for call in second[:_end_of_undoing(second)] if call.changes))
+
+
+def _end_of_undoing(calls: Sequence[Call]) -> int:
+    """A run's own journal comes after the undoing, which ends with the journal of the run that was cut."""
+    return next((index + 2 if ends_journal(call) else index for index, call in enumerate(calls)
+                 if ends_journal(call) or begins_journal(call)), 0)
 
 
 def _allocations(world: World, scenario: Scenario) -> int:

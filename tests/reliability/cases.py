@@ -5,7 +5,7 @@ from __future__ import annotations
 import hashlib
 from dataclasses import dataclass, field
 from itertools import chain
-from typing import Iterator, Sequence
+from typing import Iterator, Optional, Sequence
 
 from baseline import Baseline, LateFailure
 from tracing import COPYING, RENAMING, STARTING, Call, Injection
@@ -42,6 +42,11 @@ class Case:
                  self.act and f"user {self.act} {self.path}", self.setting and f"{self.setting} {self.number}",
                  self.written and f"written: {self.written}"]
         return f"{self.kind}: {', '.join(word for word in words if word)}"
+
+    @property
+    def first_cut(self) -> Optional[Injection]:
+        """That of a run which another run follows to which something happens too."""
+        return self.injections[0] if len(self.injections) > 1 and self.injections[0].effect == "signal=KILL" else None
 
     @property
     def digest(self) -> str:
@@ -140,7 +145,7 @@ def _user(index: int, baseline: Baseline) -> Iterator[Case]:
     for late in baseline.late:
         yield from _acts(index, baseline, late.recovery, late.injection, late.tool)
     for cut in baseline.cuts:
-        if not cut.loses_data:
+        if not cut.loses_data and not cut.is_committed:
             yield from _acts(index, baseline, cut.undoing, (cut.kill,))
 
 

@@ -18,7 +18,8 @@ _FRENCH = ("Impossible de ", "Impossible d’", "Une autre installation ", "Une 
            "pluginkit : ", "Fichier modifié ou non reconnu", "Vérification du template échouée",
            "Vérification de l’application échouée : ", "Application non reconnue, conservée : ",
            "La mémoire manque.", UNCONFIRMED)
-_UNDONE = (r"Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli[^\n]*« /[^\n]* »\.\n"
+_UNDOING = "l’état d’avant a d’abord été rétabli"
+_UNDONE = (rf"Une installation précédente avait été interrompue : {_UNDOING}[^\n]*« /[^\n]* »\.\n"
            r"(?:[^\n]+\n)*\n")
 _REFUSED = re.compile(f"(?:{_UNDONE})?codesign : signature refusée\\n+")
 _LEFTOVER = re.compile(r"\.orvo-partial$|/\.orvo-(?!transitions\.json$|lumopack01\.json$)")
@@ -109,6 +110,11 @@ def says_refused(run: Run) -> Iterator[str]:
     """The message of a run that was refused at the signature of its application, perhaps after an undoing."""
     if run.status != 1 or run.output or not _REFUSED.fullmatch(run.message):
         yield f"not refused as asked: status {run.status}, {run.text!r}"
+
+
+def says_nothing_of_an_undoing(run: Run) -> Iterator[str]:
+    if _UNDOING in run.text:
+        yield f"said to be undone, but it is all done: {run.text!r}"
 
 
 def tells_what_is(run: Run, state: State, before: State, home: str) -> Iterator[str]:

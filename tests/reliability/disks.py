@@ -153,7 +153,7 @@ def _command(*words: str) -> None:
 def unmount_below(folder: Path) -> None:
     for line in Path("/proc/self/mounts").read_text().splitlines():
         point = line.split()[1]
-        if point.startswith(f"{folder}/"):
+        if point == str(folder) or point.startswith(f"{folder}/"):
             subprocess.run(["umount", "-l", point], capture_output=True)
 
 

@@ -2,13 +2,17 @@
 
 from __future__ import annotations
 
+import functools
 import hashlib
 import json
 import os
 import plistlib
 import shutil
+import subprocess
+import tempfile
 from dataclasses import dataclass
 from pathlib import Path
+from typing import Optional
 
 from trees import Entry, Tree
 
@@ -23,12 +27,7 @@ OWNER = "orvo.lumopack01"
 
 LSREGISTER = ("System/Library/Frameworks/CoreServices.framework/Frameworks/LaunchServices.framework/"
               "Support/lsregister")
-PASSING_TOOL = "#!/bin/sh\nexit 0\n"
-# The two last tools that a run starts: each makes the run fail when everything else is done.
-FAILING_CODESIGN = '#!/bin/sh\ncase "$4" in */Applications/*) echo "codesign : signature refusée" >&2; exit 1;; esac\n'
-# The first: the run fails when it has only undone what another left.
-REFUSING_CODESIGN = '#!/bin/sh\necho "codesign : signature refusée" >&2\nexit 1\n'
-FAILING_PLUGINKIT = '#!/bin/sh\ncase "$1" in -r) echo "pluginkit : extension refusée" >&2; exit 1;; esac\n'
+PASSING_TOOL = b"#!/bin/sh\nexit 0\n"
 
 CURRENT = ["01 Fade", "10 Box Turn"]
 CATALOG = [{"name": "01 Fade"}, {"name": "02 Old Wipe", "retired": True}, {"name": "10 Box Turn"}]
@@ -91,15 +90,43 @@ class TreeBuilder:
         self.link(contents + "/Current", "MacOS/orvo")
 
 
-def build_product(folder: Path, program: Path, codesign: str = PASSING_TOOL, pluginkit: str = PASSING_TOOL) -> Path:
+@dataclass(frozen=True)
+class Refusal:
+    """What a tool refuses: an argument that holds a text."""
+
+    argument: int
+    holds: str
+    says: str
+
+
+# The two last tools that a run starts: each makes the run fail when everything else is done.
+FAILING_CODESIGN = Refusal(4, "/Applications/", "codesign : signature refusée")
+FAILING_PLUGINKIT = Refusal(1, "-r", "pluginkit : extension refusée")
+# The first: the run fails when it has only undone what another left.
+REFUSING_CODESIGN = Refusal(0, "codesign", "codesign : signature refusée")
+
+
+@functools.lru_cache(maxsize=None)
+def compiled_tool(refusal: Optional[Refusal] = None) -> bytes:
+    defined = refusal and {"REFUSED_ARGUMENT": refusal.argument, "REFUSED": json.dumps(refusal.holds),
+                           "REFUSAL": json.dumps(refusal.says + "\n", ensure_ascii=False)}
+    with tempfile.NamedTemporaryFile(prefix="orvo-tool-") as tool:
+        subprocess.run(["cc", "-O1", "-Wall", "-Wextra", "-static", "-o", tool.name,
+                        *(f"-D{name}={value}" for name, value in (defined or {}).items()),
+                        Path(__file__).with_name("system_tool.c")], check=True)
+        return Path(tool.name).read_bytes()
+
+
+def build_product(folder: Path, program: Path, codesign: bytes = PASSING_TOOL, pluginkit: bytes = PASSING_TOOL,
+                  lsregister: bytes = PASSING_TOOL) -> Path:
     """Puts the program into a folder of its own with a small pack and stand-ins for the system's tools."""
     pack_builder = TreeBuilder()
     payload = "Resources/Payload"
     pack_builder.file(payload + "/catalog.json", json.dumps(CATALOG).encode())
     pack_builder.files(payload + "/MotionTemplates", pack())
     pack_builder.application(payload + "/Orvo Transitions.app", "2.3")
-    for tool, script in (("usr/bin/codesign", codesign), ("usr/bin/pluginkit", pluginkit), (LSREGISTER, PASSING_TOOL)):
-        pack_builder.file("SystemTools/" + tool, script.encode(), 0o755)
+    for tool, content in (("usr/bin/codesign", codesign), ("usr/bin/pluginkit", pluginkit), (LSREGISTER, lsregister)):
+        pack_builder.file("SystemTools/" + tool, content, 0o755)
     pack_builder.tree.write(folder)
     copy = folder / program.name
     shutil.copy2(program, copy)

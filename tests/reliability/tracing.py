@@ -8,9 +8,11 @@ import re
 import signal
 import subprocess
 import threading
+import time
 from dataclasses import dataclass
+from enum import Enum
 from pathlib import Path
-from typing import Callable, Iterable, Mapping, Optional, Sequence
+from typing import Callable, Mapping, Optional, Sequence
 
 # The calls that change the file system, start a process or lock a file.
 CHANGING = (
@@ -28,8 +30,10 @@ SYNCHRONIZING = {"fsync", "fdatasync", "syncfs", "sync_file_range"}
 TIMEOUT = 60
 
 _LINE = re.compile(r"^(\w+)\((.*)\) += (-?\d+|\?)(.*)$")
-_UNFINISHED = re.compile(r"^(\w+)\((.*?)\)? +(?:= \?|<unfinished \.\.\.>)$")
-_PROCESS = re.compile(r"^\d+ +")
+_NAME = re.compile(r"^(\w+)\(")
+_UNFINISHED = " <unfinished ...>"
+_RESUMED = re.compile(r"^<\.\.\. \w+ resumed>(.*)$")
+_PROCESS = re.compile(r"^(\d+) +")
 _STOPPED = "--- stopped by SIGSTOP ---"
 _STRING = re.compile(r'"((?:[^"\\]|\\.)*)"')
 
@@ -55,6 +59,7 @@ class Call:
     arguments: str
     result: Optional[int]
     injected: bool = False
+    process: str = ""  # or thread, where others than the program's first are traced too
 
     @property
     def changes(self) -> bool:
@@ -145,18 +150,31 @@ class _Log:
 
     def __init__(self) -> None:
         self.calls: list[Call] = []
-        self._seen: dict[str, int] = {}
+        self._seen: dict[tuple[str, str], int] = {}
+        self._unfinished: dict[str, tuple[int, str]] = {}  # of each process: where its call is, and what was read
 
     def read(self, line: str) -> None:
-        line = _PROCESS.sub("", line)
-        match = _LINE.match(line) or _UNFINISHED.match(line)
-        if not match:
-            return
-        name, arguments = match[1], match[2]
-        self._seen[name] = self._seen.get(name, 0) + 1
-        known = match.re is _LINE and match[3] != "?"
-        self.calls.append(Call(name, self._seen[name], arguments, int(match[3]) if known else None,
-                               match.re is _LINE and "(INJECTED)" in match[4]))
+        prefix = _PROCESS.match(line)
+        process = prefix[1] if prefix else ""
+        line = line[prefix.end():] if prefix else line
+        resumed = _RESUMED.match(line)
+        if resumed and process in self._unfinished:
+            position, begun = self._unfinished.pop(process)
+            self.calls[position] = self._call(begun + resumed[1], process, self.calls[position].ordinal)
+        elif name := _NAME.match(line):
+            self._seen[process, name[1]] = self._seen.get((process, name[1]), 0) + 1
+            if line.endswith(_UNFINISHED):
+                self._unfinished[process] = len(self.calls), line.removesuffix(_UNFINISHED)
+            self.calls.append(self._call(line, process, self._seen[process, name[1]]))
+
+    @staticmethod
+    def _call(line: str, process: str, ordinal: int) -> Call:
+        """Without a result where the process was killed in the call, or has not yet left it."""
+        if match := _LINE.match(line):
+            result = int(match[3]) if match[3] != "?" else None
+            return Call(match[1], ordinal, match[2], result, "(INJECTED)" in match[4], process)
+        name, _, arguments = line.removesuffix(_UNFINISHED).removesuffix(" = ?").rstrip().partition("(")
+        return Call(name, ordinal, arguments.removesuffix(")"), None, process=process)
 
 
 def _parse(log: str) -> list[Call]:
@@ -166,20 +184,31 @@ def _parse(log: str) -> list[Call]:
     return parsed.calls
 
 
-def run(program: Path, arguments: Sequence[str], log: Path, injections: Sequence[Injection] = ()) -> Run:
-    """Runs the program to its end. Its child processes and the threads that help it read are not traced, unless an
-    injection asks for an item by its path."""
-    return _traced(program, arguments, log, *_tracing(injections))
+class Traced(Enum):
+    """What of a run is traced."""
+
+    ALL = "every call of the program itself that changes something, with the paths of descriptors"
+    OWN = "calls of the injected names that the program itself makes"
+    QUICKLY = ("the same, where nothing but an error is injected without a stop at every other call. This takes tracing "
+               "threads and child processes too: where one of them could have met the injection, MissedCall is raised")
 
 
-def run_with_stops(program: Path, arguments: Sequence[str], injections: Sequence[Injection],
+def run(program: Path, arguments: Sequence[str], log: Path, injections: Sequence[Injection] = (),
+        traced: Traced = Traced.ALL) -> Run:
+    """Runs the program to its end. Only the program itself meets an injection, not its child processes and the threads
+    that help it read, unless it asks for an item by its path."""
+    ended = _ended([*_strace(injections, traced, str(log), "none"), str(program), *arguments])
+    calls = _checked(_parse(log.read_text(encoding="latin-1")), injections)
+    return Run(ended.returncode, ended.stdout.decode(), _without_remarks(ended.stderr.decode()), calls)
+
+
+def run_with_stops(program: Path, arguments: Sequence[str], injections: Sequence[Injection], traced: Traced,
                    act: Callable[[Call], None]) -> Run:
-    """The same; whenever an injection has stopped the program, `act` is called with its last call, and then the program
-    goes on."""
-    names, options = _tracing(injections)
+    """The same; whenever the last injection has stopped the program, `act` is called with its last call, and then the
+    program goes on: without strace, where that was all."""
     reading, writing = os.pipe()
     # With -D the program itself, not strace, is the child of this process.
-    command = _command(["strace", "-D", "-o", f"/dev/fd/{writing}"], names, "STOP", options, program, arguments)
+    command = [*_strace(injections, traced, f"/dev/fd/{writing}", "STOP"), "-D", str(program), *arguments]
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                env=_environment(), cwd="/", pass_fds=[writing])
     os.close(writing)
@@ -198,6 +227,8 @@ def run_with_stops(program: Path, arguments: Sequence[str], injections: Sequence
                 log.read(line.rstrip("\n"))
                 if _STOPPED in line:
                     act(log.calls[-1])
+                    if not injections[-1].lasts:
+                        _leave_alone(process.pid)
                     os.kill(process.pid, signal.SIGCONT)
         output, message = process.communicate()
     finally:
@@ -209,7 +240,17 @@ def run_with_stops(program: Path, arguments: Sequence[str], injections: Sequence
         raise MissedCall(f"strace did not let the program go on in {TIMEOUT} seconds: {command}")
     if late_state:
         raise HarnessError(f"the program did not end in {TIMEOUT} seconds: {command}")
-    return Run(process.returncode, output.decode(), _without_remarks(message.decode()), log.calls)
+    return Run(process.returncode, output.decode(), _without_remarks(message.decode()),
+               _checked(log.calls, injections))
+
+
+def _leave_alone(process: int) -> None:
+    """Ends strace, and with it the tracing of a program that stands still."""
+    status = Path(f"/proc/{process}/status")
+    if tracer := int(status.read_text().partition("TracerPid:")[2].split()[0]):
+        os.kill(tracer, signal.SIGKILL)
+    while int(status.read_text().partition("TracerPid:")[2].split()[0]):
+        time.sleep(0.0001)
 
 
 def run_untraced(program: Path, arguments: Sequence[str], environment: Mapping[str, str] = {}) -> Run:
@@ -219,7 +260,8 @@ def run_untraced(program: Path, arguments: Sequence[str], environment: Mapping[s
 
 def observe(program: Path, arguments: Sequence[str], log: Path) -> list[Call]:
     """Runs the program to its end; returns every call by which its own process, not a tool, reads."""
-    _traced(program, arguments, log, {*CHANGING, *READING}, ["-f"])
+    names = ",".join("?" + name for name in {*CHANGING, *READING})
+    _ended(["strace", "-f", "-y", "-o", str(log), "-e", "trace=" + names, "-e", "signal=none", str(program), *arguments])
     lines: dict[str, list[str]] = {}
     for line in log.read_text(encoding="latin-1").splitlines():
         process, _, rest = line.partition(" ")
@@ -233,26 +275,37 @@ def observe(program: Path, arguments: Sequence[str], log: Path) -> list[Call]:
     return [call for call in (*main, *helping) if call.name in READING]
 
 
-def _tracing(injections: Sequence[Injection]) -> tuple[Iterable[str], list[str]]:
-    """The names of the calls to trace, and the options that inject."""
+def _strace(injections: Sequence[Injection], traced: Traced, log: str, signals: str) -> list[str]:
+    """The command, up to the program."""
     paths = [injection.path for injection in injections if injection.path]
-    options = ["-f", *(f"--trace-path={path}" for path in paths)] if paths else []
-    names = [injection.name for injection in injections] if paths else CHANGING
+    # The program's own call of "execve" is the first that it makes.
+    names = CHANGING if traced is Traced.ALL else ["execve", *dict.fromkeys(one.name for one in injections)]
+    command = ["strace", "-o", log, "-e", "trace=" + ",".join("?" + name for name in names), "-e", "signal=" + signals]
+    if traced is Traced.ALL:
+        command.append("-y")
+    # Where the kernel stops only at the calls that are asked for, strace sends no signals.
+    is_quick = traced is Traced.QUICKLY and not any(one.effect.startswith("signal=") for one in injections)
+    if paths or is_quick:
+        command.append("-f")
+    if is_quick:
+        command.append("--seccomp-bpf")
+    for path in paths:
+        command.append(f"--trace-path={path}")
     for injection in injections:
-        options += ["-e", injection.option]
-    return names, options
+        command += ["-e", injection.option]
+    return command
 
 
-def _command(strace: list[str], names: Iterable[str], signals: str, options: list[str], program: Path,
-             arguments: Sequence[str]) -> list[str]:
-    return [*strace, "-y", "-e", "trace=" + ",".join("?" + name for name in names), "-e", "signal=" + signals,
-            *options, str(program), *arguments]
-
-
-def _traced(program: Path, arguments: Sequence[str], log: Path, names: Iterable[str], options: list[str]) -> Run:
-    ended = _ended(_command(["strace", "-o", str(log)], names, "none", options, program, arguments))
-    return Run(ended.returncode, ended.stdout.decode(), _without_remarks(ended.stderr.decode()),
-               _parse(log.read_text(encoding="latin-1")))
+def _checked(calls: list[Call], injections: Sequence[Injection]) -> list[Call]:
+    """The calls of the program itself, or with paths those of its threads and child processes too."""
+    if any(injection.path for injection in injections):
+        return calls
+    own = [call for call in calls if call.process == calls[0].process]
+    for call in calls:
+        if call.process != calls[0].process:
+            if any(call.name == one.name and call.ordinal >= one.ordinal for one in injections):
+                raise MissedCall(f"a thread or a child process met it: {call}")
+    return own
 
 
 def _ended(command: list[str], environment: Mapping[str, str] = {}) -> "subprocess.CompletedProcess[bytes]":

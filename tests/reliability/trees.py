@@ -101,3 +101,30 @@ def _write_entry(path: str, entry: Entry) -> None:
             file.write(entry.content)
         os.chmod(path, entry.mode)
         os.utime(path, ns=(entry.modified, entry.modified))
+
+
+def copy_folder(source: str, target: str) -> None:
+    """Makes the target the same folder for all that a program can see but inode numbers and dates of reading: also
+    hard links, extended attributes, and the order in which a file system in memory lists what was made last first."""
+    shutil.rmtree(target, ignore_errors=True)
+    _copy_items(source, target, {})
+
+
+def _copy_items(source: str, target: str, linked: dict[int, str]) -> None:
+    os.mkdir(target)
+    with os.scandir(source) as items:
+        for item in reversed(list(items)):
+            status = item.stat(follow_symlinks=False)
+            copied = os.path.join(target, item.name)
+            if stat.S_ISDIR(status.st_mode):
+                _copy_items(item.path, copied, linked)
+            elif status.st_ino in linked:
+                os.link(linked[status.st_ino], copied, follow_symlinks=False)
+            elif stat.S_ISLNK(status.st_mode):
+                os.symlink(os.readlink(item.path), copied)
+                shutil.copystat(item.path, copied, follow_symlinks=False)
+            else:
+                shutil.copy2(item.path, copied)
+            if status.st_nlink > 1:
+                linked.setdefault(status.st_ino, copied)
+    shutil.copystat(source, target)

@@ -13,7 +13,7 @@ from cases import PARTS, Case
 from disks import Image
 from durability import lose_unsynced_data
 from fixtures import Scenario
-from tracing import EVERY_STOP, STARTING, Call, Injection, MissedCall, Run
+from tracing import EVERY_STOP, STARTING, Call, Injection, MissedCall, Run, Traced
 from world import State, World, WorldOnDisks
 
 _ATTEMPTS = 4  # to hit a call that a run does not make each time
@@ -30,7 +30,8 @@ class Outcome:
 
 def try_case(world: World, baseline: Baseline, case: Case) -> Outcome:
     runs = world.runs
-    for _ in range(_ATTEMPTS):
+    for attempt in range(_ATTEMPTS):
+        world.traced = Traced.OWN if attempt else Traced.QUICKLY
         try:
             violations, trials = _try_once(world, baseline, case)
             break
@@ -41,12 +42,13 @@ def try_case(world: World, baseline: Baseline, case: Case) -> Outcome:
 
 def _try_once(world: World, baseline: Baseline, case: Case) -> tuple[tuple[str, ...], int]:
     """The violations, and how many trials it were."""
-    if case.kind not in _TRIALS_ON_DISKS:
-        world.prepare(baseline.scenario)
+    if case.kind not in ON_DISKS:
+        if not case.first_cut:
+            world.prepare(baseline.scenario)
         return tuple(_TRIALS[case.kind](world, baseline, case)), 1
     kind = "ext4" if case.kind == "full disk" else case.setting
     with WorldOnDisks(world, baseline.scenario, kind) as on_disks:
-        violations = tuple(_TRIALS_ON_DISKS[case.kind](on_disks, baseline, case))
+        violations = tuple(ON_DISKS[case.kind](on_disks, baseline, case))
         world.runs += on_disks.world.runs
         return violations, max(1, on_disks.trials)
 
@@ -162,8 +164,9 @@ def _try_full_disk(on_disks: WorldOnDisks, baseline: Baseline, case: Case) -> It
 
 def _try_user(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
     *earlier, stop = case.injections
-    if earlier and earlier[0].effect == "signal=KILL":
-        yield from _cut(world, baseline, earlier.pop(0), False)
+    if case.first_cut:
+        yield from _first_cut(world, baseline, case)
+        del earlier[0]
     has_acted = False
 
     def act(_: Call) -> None:
@@ -206,16 +209,17 @@ def _try_double(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
 
 
 def _try_kill(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
-    for injection in case.injections:
-        yield from _cut(world, baseline, injection, case.loses_data)
+    if case.first_cut:
+        yield from _first_cut(world, baseline, case)
+    yield from _cut(world, baseline, case.injections[-1], case.loses_data)
     if case.loses_data:
         yield from _only_undoes(world, baseline)
     yield from _completes(world, baseline)
 
 
 def _try_fault_after_kill(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
-    kill, error = case.injections
-    yield from _cut(world, baseline, kill, case.loses_data)
+    yield from _first_cut(world, baseline, case)
+    error = case.injections[-1]
     cut = world.state()
     run = world.run(baseline.scenario, [error])
     state = world.state()
@@ -226,6 +230,8 @@ def _try_fault_after_kill(world: World, baseline: Baseline, case: Case) -> Itera
     elif run.status == 0 or _retries(error):
         yield from checks.says_success(run)
         yield from checks.is_done(state, baseline.clean)
+    elif baseline.is_committed_at(case.first_cut):
+        yield from checks.tells_what_is(run, state.undated(), baseline.clean.undated(), str(world.home))
     elif error.name == "flock":  # without the journal the run cannot know what there is to undo
         yield from checks.changes_nothing(run, state, cut)
     else:
@@ -243,7 +249,9 @@ def _try_disk_cut(on_disks: WorldOnDisks, baseline: Baseline, case: Case) -> Ite
 def _try_disk_cut_twice(on_disks: WorldOnDisks, baseline: Baseline, case: Case) -> Iterator[str]:
     on_disks.world.prepare(baseline.scenario)
     cuts = _cuts_of_a_run(on_disks, baseline.scenario, case.written)
-    on_disks.replace(cuts[points_to_cut([cut.call for cut in cuts], PARTS)[case.number]].images)
+    calls = [cut.call for cut in cuts]
+    commit = max(index for index, call in enumerate(calls) if _is_same_step(call, baseline.commit))
+    on_disks.replace(cuts[points_to_cut(calls, commit, PARTS)[case.number]].images)
     cuts = _cuts_of_a_run(on_disks, baseline.scenario, case.written)
     undone = next((index for index, cut in enumerate(cuts) if ends_journal(cut.call)), 0)
     for cut in _distinct(cuts[:undone + 2]):
@@ -272,8 +280,14 @@ def _cuts_of_a_run(on_disks: WorldOnDisks, scenario: Scenario, written: str) -> 
                 disk.settle()
         cuts.append(DiskCut(call, tuple(disk.read() for disk in on_disks.disks)))
 
-    on_disks.world.run(scenario, [EVERY_STOP], act=copy)
+    on_disks.world.run_recorded(scenario, [EVERY_STOP], act=copy)
     return cuts
+
+
+def _is_same_step(call: Call, other: Call) -> bool:
+    """Whether they do the same in two runs."""
+    names = [os.path.basename((one.paths() or [one.descriptor()[1]])[-1]) for one in (call, other)]
+    return call.name == other.name and names[0] == names[1]
 
 
 def _distinct(cuts: list[DiskCut]) -> list[DiskCut]:
@@ -288,8 +302,21 @@ def _recovers_from(on_disks: WorldOnDisks, baseline: Baseline, cut: DiskCut) -> 
         yield f"after {cut.call}: {line}"
 
 
+def _first_cut(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
+    """The same cut of the same home comes in many cases: it is made once in every world."""
+    assert case.first_cut
+    name = baseline.scenario.name, case.first_cut, case.loses_data
+    if name in world.kept:
+        yield from world.restore(baseline.scenario, name)
+        return
+    world.prepare(baseline.scenario)
+    found = tuple(_cut(world, baseline, case.first_cut, case.loses_data))
+    world.keep(baseline.scenario, name, found)
+    yield from found
+
+
 def _cut(world: World, baseline: Baseline, injection: Injection, loses_data: bool) -> Iterator[str]:
-    run = world.run(baseline.scenario, [injection])
+    run = (world.run_recorded if loses_data else world.run)(baseline.scenario, [injection])
     if run.status != -9:
         raise MissedCall(f"not killed at {injection}: status {run.status}, {run.message!r}")
     if loses_data:
@@ -304,9 +331,11 @@ def _only_undoes(world: World, baseline: Baseline) -> Iterator[str]:
     yield from checks.says_refused(run)
     yield from _always(state, baseline)
     yield from checks.leaves_no_leftover(state)
-    # A run that was cut after its last change is done, and there is nothing to undo.
+    # A run that was cut after its commit is done, and there is nothing to undo.
     if any(checks.is_done(state, baseline.clean)):
         yield from checks.is_unchanged(state, baseline.before)
+    elif any(checks.is_unchanged(state, baseline.before)):
+        yield from checks.says_nothing_of_an_undoing(run)
 
 
 def _completes(world: World, baseline: Baseline, may_keep_staging: bool = False) -> Iterator[str]:
@@ -343,7 +372,7 @@ _TRIALS: dict[str, Callable[[World, Baseline, Case], Iterator[str]]] = {
     "power twice": _try_kill,
     "fault after kill": _try_fault_after_kill,
 }
-_TRIALS_ON_DISKS: dict[str, Callable[[WorldOnDisks, Baseline, Case], Iterator[str]]] = {
+ON_DISKS: dict[str, Callable[[WorldOnDisks, Baseline, Case], Iterator[str]]] = {
     "full disk": _try_full_disk,
     "disk cut": _try_disk_cut,
     "disk cut twice": _try_disk_cut_twice,

@@ -8,14 +8,14 @@ import re
 import time
 from dataclasses import dataclass, replace
 from pathlib import Path
-from typing import Callable, Optional, Sequence
+from typing import Callable, Hashable, Iterator, Optional, Sequence
 
 import disks
 from disks import Disk, Image
-from fixtures import (FAILING_CODESIGN, FAILING_PLUGINKIT, REFUSING_CODESIGN, SUPPORT, Scenario,
-                      build_product)
-from tracing import Call, HarnessError, Injection, Run, observe, run, run_untraced, run_with_stops
-from trees import Entry, Tree
+from fixtures import (FAILING_CODESIGN, FAILING_PLUGINKIT, REFUSING_CODESIGN, SUPPORT, Refusal, Scenario, build_product,
+                      compiled_tool)
+from tracing import Call, HarnessError, Injection, Run, Traced, observe, run, run_untraced, run_with_stops
+from trees import Entry, Tree, copy_folder
 
 _NEW = re.compile(r"/Staging-|/Backups/|/\.orvo-(?!transitions\.json$|lumopack01\.json$)")
 EDITOR_RUNS = "Fermez Final Cut Pro et Motion"
@@ -34,6 +34,9 @@ class State:
     def support(self) -> Tree:
         return self.tree.below(SUPPORT)
 
+    def undated(self) -> "State":
+        return State(self.tree.undated())
+
     def own_compared(self) -> Tree:
         return self.own().where(lambda path: not SUPPORT.startswith(path + "/"))
 
@@ -45,14 +48,21 @@ class World:
         self.movies_elsewhere = elsewhere / "Movies"
         self.log = folder / "log"
         self.runs = 0
+        self.traced = Traced.QUICKLY  # unless all calls are wanted
+        self.kept: dict[Hashable, tuple[str, ...]] = {}
         self.allocator = allocator
-        self.program = build_product(folder / "product", program)
+        self.program = self._product(folder / "product", program)
         self.failing = {
-            "codesign": build_product(folder / "failing-codesign", program, codesign=FAILING_CODESIGN),
-            "pluginkit": build_product(folder / "failing-pluginkit", program, pluginkit=FAILING_PLUGINKIT),
+            "codesign": self._product(folder / "failing-codesign", program, codesign=FAILING_CODESIGN),
+            "pluginkit": self._product(folder / "failing-pluginkit", program, pluginkit=FAILING_PLUGINKIT),
             "": self.program,
         }
-        self.refusing = build_product(folder / "refusing-codesign", program, codesign=REFUSING_CODESIGN)
+        self.refusing = self._product(folder / "refusing-codesign", program, codesign=REFUSING_CODESIGN)
+
+    @staticmethod
+    def _product(folder: Path, program: Path, **refusals: Refusal) -> Path:
+        tools = {name: compiled_tool(refusals.get(name)) for name in ("codesign", "pluginkit", "lsregister")}
+        return build_product(folder, program, **tools)
 
     @property
     def support(self) -> Path:
@@ -67,14 +77,40 @@ class World:
         else:
             scenario.movies.write(movies)
 
+    def keep(self, scenario: Scenario, name: Hashable, findings: tuple[str, ...]) -> None:
+        """Copies the home as it is now, so that `restore` makes it so again."""
+        for folder, copied in self._folders_and_copies(scenario, len(self.kept)):
+            copy_folder(folder, copied)
+        self.kept[name] = findings
+
+    def restore(self, scenario: Scenario, name: Hashable) -> tuple[str, ...]:
+        """Returns what was found when this home was kept."""
+        for folder, copied in self._folders_and_copies(scenario, list(self.kept).index(name)):
+            copy_folder(copied, folder)
+        return self.kept[name]
+
+    def _folders_and_copies(self, scenario: Scenario, number: int) -> Iterator[tuple[str, str]]:
+        for folder in [self.home] + ([self.movies_elsewhere] if scenario.elsewhere else []):
+            yield str(folder), str(folder.with_name(f"{folder.name} kept {number}"))
+
     def run(self, scenario: Scenario, injections: Sequence[Injection] = (), failing_tool: str = "",
             act: Optional[Callable[[Call], None]] = None) -> Run:
-        """Traced to its end; with `act`, which is called at each stop that the injections make."""
+        """Traced to its end; with `act`, which is called at each stop that the injections make. Only the calls of their
+        names are recorded."""
+        return self._run(scenario, injections, failing_tool, act, self.traced)
+
+    def run_recorded(self, scenario: Scenario, injections: Sequence[Injection] = (), failing_tool: str = "",
+                     act: Optional[Callable[[Call], None]] = None) -> Run:
+        """The same, and every call that changes something is recorded."""
+        return self._run(scenario, injections, failing_tool, act, Traced.ALL)
+
+    def _run(self, scenario: Scenario, injections: Sequence[Injection], failing_tool: str,
+             act: Optional[Callable[[Call], None]], traced: Traced) -> Run:
         program, arguments = self.failing[failing_tool], self.arguments(scenario)
         here = [self._here(injection) for injection in injections]
         if act:
-            return self._repeated(lambda: run_with_stops(program, arguments, here, act))
-        return self._repeated(lambda: run(program, arguments, self.log, here))
+            return self._repeated(lambda: run_with_stops(program, arguments, here, traced, act))
+        return self._repeated(lambda: run(program, arguments, self.log, here, traced))
 
     def run_untraced(self, scenario: Scenario) -> Run:
         return self._repeated(lambda: run_untraced(self.program, self.arguments(scenario)))

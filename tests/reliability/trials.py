@@ -213,7 +213,7 @@ def _try_kill(world: World, baseline: Baseline, case: Case) -> Iterator[str]:
         yield from _first_cut(world, baseline, case)
     yield from _cut(world, baseline, case.injections[-1], case.loses_data)
     if case.loses_data:
-        yield from _only_undoes(world, baseline)
+        yield from _only_undoes(world, baseline, is_first=not case.first_cut)
     yield from _completes(world, baseline)
 
 
@@ -255,7 +255,7 @@ def _try_disk_cut_twice(on_disks: WorldOnDisks, baseline: Baseline, case: Case) 
     cuts = _cuts_of_a_run(on_disks, baseline.scenario, case.written)
     undone = next((index for index, cut in enumerate(cuts) if ends_journal(cut.call)), 0)
     for cut in _distinct(cuts[:undone + 2]):
-        yield from _recovers_from(on_disks, baseline, cut)
+        yield from _recovers_from(on_disks, baseline, cut, is_first=False)
 
 
 @dataclass(frozen=True)
@@ -294,11 +294,11 @@ def _distinct(cuts: list[DiskCut]) -> list[DiskCut]:
     return [cut for index, cut in enumerate(cuts) if index == 0 or cut.images != cuts[index - 1].images]
 
 
-def _recovers_from(on_disks: WorldOnDisks, baseline: Baseline, cut: DiskCut) -> Iterator[str]:
+def _recovers_from(on_disks: WorldOnDisks, baseline: Baseline, cut: DiskCut, is_first: bool = True) -> Iterator[str]:
     on_disks.trials += 1
     on_disks.replace(cut.images)
     for line in chain(checks.loses_nothing(on_disks.world.state(), baseline.before),
-                      _only_undoes(on_disks.world, baseline), _completes(on_disks.world, baseline)):
+                      _only_undoes(on_disks.world, baseline, is_first), _completes(on_disks.world, baseline)):
         yield f"after {cut.call}: {line}"
 
 
@@ -324,8 +324,9 @@ def _cut(world: World, baseline: Baseline, injection: Injection, loses_data: boo
     yield from checks.loses_nothing(world.state(), baseline.before)
 
 
-def _only_undoes(world: World, baseline: Baseline) -> Iterator[str]:
-    """A run that is refused after the undoing changes nothing more."""
+def _only_undoes(world: World, baseline: Baseline, is_first: bool) -> Iterator[str]:
+    """A run that is refused after the undoing changes nothing more. If it was not the first that was cut, it may have
+    been undone where there was nothing left for it to do."""
     run = world.run_refused()
     state = world.state()
     yield from checks.says_refused(run)
@@ -334,7 +335,7 @@ def _only_undoes(world: World, baseline: Baseline) -> Iterator[str]:
     # A run that was cut after its commit is done, and there is nothing to undo.
     if any(checks.is_done(state, baseline.clean)):
         yield from checks.is_unchanged(state, baseline.before)
-    elif any(checks.is_unchanged(state, baseline.before)):
+    elif is_first and any(checks.is_unchanged(state, baseline.before)):
         yield from checks.says_nothing_of_an_undoing(run)
 
 

@@ -3,7 +3,6 @@
 #include "app/Arguments.hpp"
 #include "app/EndOfMemory.hpp"
 #include "app/TerminalText.hpp"
-#include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
 #include "platform/Locations.hpp"
 #include "platform/Ownership.hpp"

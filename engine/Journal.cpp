@@ -1,9 +1,9 @@
 #include "engine/Journal.hpp"
 
 #include "platform/Error.hpp"
+#include "platform/ItemDigest.hpp"
 #include "platform/Json.hpp"
 
-#include <algorithm>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -20,100 +20,61 @@ void require(bool condition) {
     }
 }
 
-std::string text(const Json& object, const char* key) {
-    return object.at(key).get<std::string>();
-}
-
-std::string digest(const Json& object, const char* key) {
+bool isDigest(const std::string& text) {
     constexpr std::size_t length = 64;
-    std::string found = text(object, key);
-    const std::string_view number = std::string_view(found).substr(found.find(':') + 1);
-    require(
-        found.empty() || found == "other:" ||
-        (number.size() == length && number.find_first_not_of("0123456789abcdef") == std::string_view::npos));
-    return found;
+    const std::string_view number = std::string_view(text).substr(text.find(':') + 1);
+    return text.empty() || text == "other:" ||
+           (number.size() == length &&
+            number.find_first_not_of("0123456789abcdef") == std::string_view::npos);
 }
 
-std::int64_t integer(const Json& object, const char* key) {
-    require(object.at(key).is_number_integer());
-    return object.at(key).get<std::int64_t>();
-}
-
-std::optional<FolderState> folderState(const Json& object) {
-    if (object.size() == 1) {
-        return std::nullopt;
-    }
-    constexpr std::int64_t most = 07777;
-    const std::int64_t permissions = integer(object, "permissions");
-    require(object.size() == 3 && permissions >= 0 && permissions <= most);
-    return FolderState{static_cast<unsigned>(permissions), integer(object, "modified")};
-}
-
-JournalEntry entry(const Json& object, const PackPaths& paths) {
-    JournalEntry found{text(object, "path"), digest(object, "before"), digest(object, "after")};
-    require(object.size() == 3 && paths.backupPath(found.path).has_value());
-    return found;
-}
-
-void decodeLine(Journal& journal, const Json& object, const PackPaths& paths) {
+void decodeLine(Journal& journal, const Json& line) {
     if (journal.id.empty()) {
-        constexpr std::size_t uuidLength = 36;
-        journal.id = text(object, "run");
-        journal.legacyHidden = object.at("legacyHidden").get<bool>();
-        require(object.size() == 2 && journal.id.size() == uuidLength &&
-                journal.id.find_first_not_of("0123456789ABCDEF-") == std::string::npos);
-    } else if (object.contains("folder")) {
-        require(journal.folders.emplace(text(object, "folder"), folderState(object)).second);
-    } else if (object.contains("path")) {
-        journal.entries.push_back(entry(object, paths));
+        line.at("run").get_to(journal.id);
+        line.at("legacyHidden").get_to(journal.legacyHidden);
+    } else if (line.contains("folder")) {
+        auto& state = journal.folders[line.at("folder").get<std::string>()];
+        if (line.contains("permissions")) {
+            state =
+                FolderState{line.at("permissions").get<unsigned>(), line.at("modified").get<std::int64_t>()};
+        }
     } else {
-        journal.unregistered = object.at("unregistered").get<bool>();
-        require(object.size() == 1 && journal.unregistered);
+        journal.entries.push_back({line.at("path"), line.at("before"), line.at("after")});
     }
 }
 
 /// A folder that a run makes leads to a path that it changes; one that it empties holds a template's file.
-void checkFolders(const Journal& journal, const PackPaths& paths) {
+void check(const Journal& journal, const PackPaths& paths) {
+    constexpr std::size_t uuidLength = 36;
+    constexpr unsigned allPermissions = 07777;
+    require(journal.id.size() == uuidLength &&
+            journal.id.find_first_not_of("0123456789ABCDEF-") == std::string::npos);
     std::set<std::string> above;
     std::set<std::string> emptied;
     for (const JournalEntry& entry : journal.entries) {
+        const std::optional<std::string> backup = paths.backupPath(entry.path);
+        require(backup && isDigest(entry.before) && isDigest(entry.after));
         fs::path folder = fs::path(entry.path).parent_path();
-        if (paths.backupPath(entry.path)->find('/') != std::string::npos) {
+        if (backup->find('/') != std::string::npos) {
             emptied.insert(folder.string());
         }
         for (; !folder.empty() && above.insert(folder.string()).second; folder = folder.parent_path()) {
         }
     }
     for (const auto& [path, state] : journal.folders) {
-        require(state ? emptied.contains(path) : above.contains(path));
+        require(state ? emptied.contains(path) && state->permissions <= allPermissions
+                      : above.contains(path));
     }
-}
-
-Journal decoded(std::string_view text, const PackPaths& paths, const fs::path& source) {
-    Journal journal;
-    while (!text.empty()) {
-        const std::size_t end = text.find('\n');
-        if (end == std::string_view::npos) {
-            require(!journal.id.empty() && unregisteredLine.starts_with(text));
-            break;
-        }
-        decodeLine(journal, platform::parseJson(text.substr(0, end), source), paths);
-        text.remove_prefix(end + 1);
-    }
-    require(!journal.id.empty());
-    checkFolders(journal, paths);
-    return journal;
 }
 
 } // namespace
 
-fs::path Journal::saved(const PackPaths& paths, const JournalEntry& entry) const {
-    return backup(paths) / paths.backupPath(entry.path).value();
+fs::path Journal::saved(const PackPaths& paths, std::size_t entry) const {
+    return backup(paths) / paths.backupPath(entries[entry].path).value();
 }
 
 fs::path Journal::emptied(const PackPaths& paths, const std::string& folder) const {
-    const fs::path file = paths.backupPath(folder + "/small.png").value();
-    return backup(paths) / "Emptied" / file.parent_path();
+    return backup(paths) / ("Emptied-" + platform::textDigest(folder));
 }
 
 std::vector<fs::path> Journal::changedFolders(const PackPaths& paths) const {
@@ -128,31 +89,51 @@ fs::path Journal::temporary(const fs::path& path, std::size_t entry, char letter
     return path.parent_path() / (".orvo-" + id + "-" + std::to_string(entry) + letter);
 }
 
+std::string Journal::withKnownNames(std::string text) const {
+    const std::string prefix = ".orvo-" + id + "-";
+    for (std::size_t start = text.find(prefix); start != std::string::npos; start = text.find(prefix)) {
+        const std::size_t number = start + prefix.size();
+        const std::size_t letter = text.find_first_not_of("0123456789", number);
+        const JournalEntry& entry = entries.at(std::stoul(text.substr(number, letter - number)));
+        text.replace(start, letter + 1 - start, fs::path(entry.path).filename().string());
+    }
+    return text;
+}
+
 void encodeJournal(const Journal& journal, const std::function<void(std::string_view)>& sink) {
-    const auto quoted = [](const std::string& text) { return platform::compactJson(text); };
-    sink("{\"run\":" + quoted(journal.id) + ",\"legacyHidden\":" + (journal.legacyHidden ? "true" : "false") +
-         "}\n");
+    const auto write = [&](const Json& line) { sink(platform::compactJson(line) + "\n"); };
+    write({{"run", journal.id}, {"legacyHidden", journal.legacyHidden}});
     for (const auto& [path, state] : journal.folders) {
-        sink("{\"folder\":" + quoted(path));
+        Json line{{"folder", path}};
         if (state) {
-            sink(",\"permissions\":" + std::to_string(state->permissions) +
-                 ",\"modified\":" + std::to_string(state->modified));
+            line["permissions"] = state->permissions;
+            line["modified"] = state->modified;
         }
-        sink("}\n");
+        write(line);
     }
     for (const JournalEntry& entry : journal.entries) {
-        sink("{\"path\":" + quoted(entry.path) + ",\"before\":" + quoted(entry.before) +
-             ",\"after\":" + quoted(entry.after) + "}\n");
-    }
-    if (journal.unregistered) {
-        sink(unregisteredLine);
+        write({{"path", entry.path}, {"before", entry.before}, {"after", entry.after}});
     }
 }
 
 Journal decodeJournal(std::string_view text, const PackPaths& paths, const fs::path& source) {
     const InstallError refusal("« " + source.string() + " » n’est pas un journal d’installation.");
     try {
-        return decoded(text, paths, source);
+        Journal journal;
+        for (std::string_view rest = text; !rest.empty();) {
+            const std::size_t end = rest.find('\n');
+            require(end != std::string_view::npos);
+            decodeLine(journal, platform::parseJson(rest.substr(0, end), source));
+            rest.remove_prefix(end + 1);
+        }
+        check(journal, paths);
+        std::string_view rest = text;
+        encodeJournal(journal, [&](std::string_view piece) {
+            require(rest.starts_with(piece));
+            rest.remove_prefix(piece.size());
+        });
+        require(rest.empty());
+        return journal;
     } catch (const Json::exception&) {
         throw refusal;
     } catch (const platform::Error&) { // not JSON

@@ -13,8 +13,8 @@
 
 namespace engine {
 
-/// What a run does at one path: what exists there before and after it. The digests are those of itemDigest,
-/// empty where nothing exists.
+/// What a run does at one path: what exists there before and after it. The digests are those of
+/// platform::itemDigest, empty where nothing exists.
 struct JournalEntry {
     std::string path; ///< relative to the home folder
     std::string before;
@@ -36,7 +36,8 @@ struct FolderState {
 struct Journal {
     std::string id; ///< the run's UUID, the name of its backup folder
     bool legacyHidden = false;
-    bool unregistered = false; ///< whether the run has taken the extension's registration back
+    bool unregistered =
+        false; ///< whether the run has taken the extension's registration back; see JournalFile
 
     /// The folders above the paths, relative to the home folder, that a run may make (nothing) or empty (what
     /// it found of them). In the order of the map the upper ones come first.
@@ -48,10 +49,17 @@ struct Journal {
     std::filesystem::path staging(const PackPaths& paths) const { return paths.support / ("Staging-" + id); }
 
     /// Where the item of an entry is kept.
-    std::filesystem::path saved(const PackPaths& paths, const JournalEntry& entry) const;
+    std::filesystem::path saved(const PackPaths& paths, std::size_t entry) const;
 
-    /// Where a transition folder waits for the end of the run that has emptied it.
+    /// A copy of a transition folder that the run has emptied and removed, for what belongs to the folder
+    /// itself.
     std::filesystem::path emptied(const PackPaths& paths, const std::string& folder) const;
+
+    /// A file that says that the run has taken the extension's registration back; so the journal never
+    /// changes.
+    std::filesystem::path unregisteredMark(const PackPaths& paths) const {
+        return backup(paths) / "unregistered";
+    }
 
     /// A folder at least of every file system that the run changes.
     std::vector<std::filesystem::path> changedFolders(const PackPaths& paths) const;
@@ -60,18 +68,17 @@ struct Journal {
     /// is made of the run's UUID, the number of the entry and a letter.
     std::filesystem::path temporary(const std::filesystem::path& path, std::size_t entry, char letter) const;
 
+    /// The text with such names replaced by those that the user knows.
+    std::string withKnownNames(std::string text) const;
+
     friend bool operator==(const Journal&, const Journal&) = default;
 };
 
 /// Hands the journal to the sink as JSON, an object a line.
 void encodeJournal(const Journal& journal, const std::function<void(std::string_view)>& sink);
 
-/// The line that is added when the registration has been taken back.
-inline constexpr std::string_view unregisteredLine = "{\"unregistered\":true}\n";
-
-/// Throws InstallError, naming `source`, for anything that no run writes: other keys, paths that no run
-/// changes, folders that lead to none of its paths. Of `unregisteredLine` a part may be missing, when the
-/// power failed.
+/// Throws InstallError, naming `source`, for every text that no run writes: what it says must be encoded by
+/// this very text, with paths that runs change and folders that lead to them.
 Journal decodeJournal(std::string_view text, const PackPaths& paths, const std::filesystem::path& source);
 
 } // namespace engine

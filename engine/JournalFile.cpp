@@ -28,17 +28,28 @@ std::optional<platform::FileLock> lockFile(const fs::path& file) {
     }
 }
 
-/// The same text for everything that is no journal of ours, so that nobody is left with a home that takes no
-/// run.
-InstallError foreignJournal(const PackPaths& paths, const std::exception& failure) {
-    return InstallError(std::string(failure.what()) + "\nDéplacez « " + paths.journal.string() +
-                        " » ailleurs, puis réessayez. Les sauvegardes sont dans « " + paths.backups.string() +
-                        " ».");
-}
-
-bool isNoFile(const platform::Error& error) {
-    constexpr std::array kinds{ELOOP, EISDIR, ENXIO, EFBIG};
-    return std::ranges::find(kinds, error.number()) != kinds.end();
+/// Calls `look`; the same text for everything that is no journal of ours, so that nobody is left with a home
+/// that takes no run.
+template <typename Look>
+auto refusingForeign(const PackPaths& paths, Look look) {
+    const auto foreign = [&](const std::exception& failure) {
+        return InstallError(std::string(failure.what()) + "\nDéplacez « " + paths.journal.string() +
+                            " » ailleurs, puis réessayez. Les sauvegardes sont dans « " +
+                            paths.backups.string() + " ».");
+    };
+    try {
+        return look();
+    } catch (const ConcurrentRunError&) {
+        throw;
+    } catch (const InstallError& refusal) {
+        throw foreign(refusal);
+    } catch (const platform::Error& error) {
+        constexpr std::array noFile{ELOOP, EISDIR, ENXIO, EFBIG};
+        if (std::ranges::find(noFile, error.number()) != noFile.end()) {
+            throw foreign(error);
+        }
+        throw;
+    }
 }
 
 } // namespace
@@ -76,66 +87,46 @@ JournalFile JournalFile::begin(const PackInstaller& installer, const PackPaths& 
 }
 
 std::optional<JournalFile> JournalFile::takeOver(const PackInstaller& installer, const PackPaths& paths) {
-    try {
-        std::optional<platform::FileLock> lock = lockFile(paths.journal);
-        if (!lock) {
-            return std::nullopt;
+    return refusingForeign(paths, [&]() -> std::optional<JournalFile> {
+        while (std::optional<platform::FileLock> lock = lockFile(paths.journal)) {
+            // The run may have ended, and another begun, between the opening and the locking.
+            if (lock->locks(paths.journal)) {
+                return JournalFile(installer, paths, std::move(*lock));
+            }
         }
-        // The run may have ended, and another begun, between the opening and the locking.
-        if (!lock->locks(paths.journal)) {
-            return takeOver(installer, paths);
-        }
-        return JournalFile(installer, paths, std::move(*lock));
-    } catch (const platform::Error& error) {
-        if (isNoFile(error)) {
-            throw foreignJournal(paths, error);
-        }
-        throw;
-    }
+        return std::nullopt;
+    });
 }
 
 Journal JournalFile::read() const {
     const platform::FileManager& fm = installer->fm;
-    try {
+    return refusingForeign(*paths, [&] {
         Journal journal = decodeJournal(fm.read(paths->journal, largestRecord), *paths, paths->journal);
         for (const fs::path& item : {paths->journal, journal.backup(*paths)}) {
             if (fm.existsNoFollow(item) && !fm.belongsToUser(item)) {
                 throw InstallError("« " + item.string() + " » appartient à un autre utilisateur.");
             }
         }
+        journal.unregistered = fm.existsNoFollow(journal.unregisteredMark(*paths));
         return journal;
-    } catch (const InstallError& refusal) {
-        throw foreignJournal(*paths, refusal);
-    } catch (const platform::Error& error) {
-        if (isNoFile(error)) {
-            throw foreignJournal(*paths, error);
-        }
-        throw;
-    }
-}
-
-void JournalFile::recordUnregistered() const {
-    installer->fm.appendDurably(paths->journal, unregisteredLine);
+    });
 }
 
 void JournalFile::end() {
-    std::string doubt;
     try {
         installer->fm.removeItem(paths->journal);
     } catch (const platform::Error& error) {
         if (installer->fm.existsNoFollow(paths->journal)) {
             throw;
         }
-        doubt = error.what();
+        ended = true;
+        throw UnconfirmedError(error.what());
     }
     ended = true;
     try {
         installer->fm.synchronize({paths->support});
     } catch (const platform::Error& error) {
-        doubt = error.what();
-    }
-    if (!doubt.empty()) {
-        throw UnconfirmedError(doubt);
+        throw UnconfirmedError(error.what());
     }
 }
 

@@ -38,9 +38,6 @@ public:
     /// What the file says. Throws InstallError as above.
     Journal read() const;
 
-    /// Writes down, durably, that the extension's registration has been taken back.
-    void recordUnregistered() const;
-
     /// Removes the file, durably. After platform::Error it still exists; after UnconfirmedError it is gone,
     /// and may be there again after a power failure.
     void end();
@@ -49,8 +46,8 @@ public:
     bool isEnded() const { return ended; }
 
 private:
-    JournalFile(const PackInstaller& owner, const PackPaths& where, platform::FileLock held)
-        : installer(&owner), paths(&where), lock(std::move(held)) {}
+    JournalFile(const PackInstaller& owner, const PackPaths& where, platform::FileLock locked)
+        : installer(&owner), paths(&where), lock(std::move(locked)) {}
 
     const PackInstaller* installer;
     const PackPaths* paths;

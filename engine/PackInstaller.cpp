@@ -1,11 +1,10 @@
 #include "engine/PackInstaller.hpp"
 
-#include "engine/Description.hpp"
 #include "engine/Recovery.hpp"
 #include "engine/Transaction.hpp"
-#include "platform/Digest.hpp"
 #include "platform/Error.hpp"
 #include "platform/FileLock.hpp"
+#include "platform/ItemDigest.hpp"
 #include "platform/Locations.hpp"
 
 #include <algorithm>
@@ -58,7 +57,6 @@ void carryOut(Transaction& transaction) {
         }
         throw transaction.rollBack(std::current_exception());
     }
-    transaction.removeEmptiedFolders();
 }
 
 } // namespace
@@ -136,9 +134,7 @@ std::string PackInstaller::relative(const fs::path& path, const fs::path& base) 
 }
 
 std::string PackInstaller::hash(const fs::path& file) const {
-    platform::Sha256 digest;
-    fm.read(file, [&](std::string_view piece) { digest.update(piece); });
-    return platform::hexadecimal(digest.finish());
+    return platform::fileDigest(fm, file);
 }
 
 void PackInstaller::process(const fs::path& tool, const std::vector<std::string>& arguments) const {

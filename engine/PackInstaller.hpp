@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/InstallError.hpp"
 #include "engine/PackRecords.hpp"
 #include "platform/System.hpp"
 

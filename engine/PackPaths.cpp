@@ -2,20 +2,16 @@
 
 #include "engine/PackTitles.hpp"
 
+#include <utility>
+
 namespace fs = std::filesystem;
 
 namespace engine {
 
 PackPaths::PackPaths(const PackInstaller& installer)
-    : home(installer.home), transitions(home / "Movies/Motion Templates.localized/Transitions.localized"),
-      category(transitions / installer.category), legacy(transitions / installer.legacyCategory),
-      installedManifest(category / ".orvo-transitions.json"),
-      legacyManifest(legacy / ".orvo-lumopack01.json"),
-      installedApplication(home / "Applications" / applicationName),
-      payloadApplication(installer.payload / applicationName),
-      payloadTemplates(installer.payload / "MotionTemplates"),
-      support(home / "Library/Application Support/OrvoTransitions"), backups(support / "Backups"),
-      journal(support / "journal.jsonl"), hiddenList(installer.fm.hiddenList(legacy)) {}
+    : home(installer.home), category(transitions / installer.category),
+      legacy(transitions / installer.legacyCategory), payloadApplication(installer.payload / applicationName),
+      payloadTemplates(installer.payload / "MotionTemplates"), hiddenList(installer.fm.hiddenList(legacy)) {}
 
 std::string PackPaths::inHome(const fs::path& path) const {
     const std::size_t start = home.native().size() + (home.has_relative_path() ? 1 : 0);
@@ -23,26 +19,19 @@ std::string PackPaths::inHome(const fs::path& path) const {
 }
 
 std::optional<std::string> PackPaths::backupPath(const std::string& path) const {
-    const fs::path item = home / path;
-    if (item == installedManifest) {
-        return "manifest.json";
+    for (const auto& [folder, name] : {std::pair(&category, "Templates/"), std::pair(&legacy, "Legacy/")}) {
+        const std::string start = inHome(*folder) + "/";
+        if (path.starts_with(start) && isTemplateFile(path.substr(start.size()))) {
+            return name + path.substr(start.size());
+        }
     }
-    if (item == legacyManifest) {
-        return "legacy-manifest.json";
-    }
-    if (item == installedApplication) {
-        return applicationName;
-    }
-    if (item == hiddenList) {
-        return "hidden-list";
-    }
-    const std::string categoryPath = inHome(category) + "/";
-    if (path.starts_with(categoryPath) && isTemplateFile(path.substr(categoryPath.size()))) {
-        return "Templates/" + path.substr(categoryPath.size());
-    }
-    const std::string legacyPath = inHome(legacy) + "/";
-    if (path.starts_with(legacyPath) && isTemplateFile(path.substr(legacyPath.size()))) {
-        return "Legacy/" + path.substr(legacyPath.size());
+    for (const auto& [file, name] :
+         {std::pair(&installedManifest, "manifest.json"), std::pair(&legacyManifest, "legacy-manifest.json"),
+          std::pair(&installedApplication, applicationName),
+          std::pair(hiddenList ? &*hiddenList : nullptr, "hidden-list")}) {
+        if (file && home / path == *file) {
+            return name;
+        }
     }
     return std::nullopt;
 }

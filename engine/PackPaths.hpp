@@ -13,17 +13,17 @@ inline constexpr const char* applicationName = "Orvo Transitions.app";
 /// The paths that a run works with.
 struct PackPaths {
     std::filesystem::path home;
-    std::filesystem::path transitions;
+    std::filesystem::path transitions = home / "Movies/Motion Templates.localized/Transitions.localized";
     std::filesystem::path category;
     std::filesystem::path legacy;
-    std::filesystem::path installedManifest;
-    std::filesystem::path legacyManifest;
-    std::filesystem::path installedApplication;
+    std::filesystem::path installedManifest = category / ".orvo-transitions.json";
+    std::filesystem::path legacyManifest = legacy / ".orvo-lumopack01.json";
+    std::filesystem::path installedApplication = home / "Applications" / applicationName;
     std::filesystem::path payloadApplication;
     std::filesystem::path payloadTemplates;
-    std::filesystem::path support;
-    std::filesystem::path backups;
-    std::filesystem::path journal;
+    std::filesystem::path support = home / "Library/Application Support/OrvoTransitions";
+    std::filesystem::path backups = support / "Backups";
+    std::filesystem::path journal = support / "journal.jsonl";
     std::optional<std::filesystem::path> hiddenList; ///< that of the transitions folder
 
     explicit PackPaths(const PackInstaller& installer);

@@ -84,10 +84,4 @@ void encodeManifest(const Manifest& manifest, const std::function<void(std::stri
     sink("}}");
 }
 
-std::string encodeManifest(const Manifest& manifest) {
-    std::string json;
-    encodeManifest(manifest, [&](std::string_view piece) { json += piece; });
-    return json;
-}
-
 } // namespace engine

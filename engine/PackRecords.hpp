@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,12 +31,6 @@ struct CatalogName {
 /// No catalogue, manifest or journal is larger, in bytes: 10,000 transitions take a seventh of it.
 inline constexpr std::uint64_t largestRecord = std::uint64_t{64} << 20;
 
-/// A failure of the installer's own. `what()`, its localised description, is exactly `message`.
-struct InstallError : std::runtime_error {
-    explicit InstallError(const std::string& text) : std::runtime_error(text), message(text) {}
-    std::string message;
-};
-
 /// Reads a catalogue: an array of objects with "name" and, optionally, "retired". Other keys are ignored.
 /// Throws platform::Error, naming `source`, for anything else.
 std::vector<CatalogName> decodeCatalog(std::string_view json, const std::filesystem::path& source);
@@ -47,6 +40,5 @@ Manifest decodeManifest(std::string_view json, const std::filesystem::path& sour
 
 /// Hands the compact JSON of a manifest to the sink.
 void encodeManifest(const Manifest& manifest, const std::function<void(std::string_view)>& sink);
-std::string encodeManifest(const Manifest& manifest);
 
 } // namespace engine

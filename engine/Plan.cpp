@@ -1,10 +1,10 @@
 #include "engine/Plan.hpp"
 
 #include "engine/CompanionApplication.hpp"
-#include "engine/ItemDigest.hpp"
-#include "engine/LegacyCategory.hpp"
 #include "engine/PackTitles.hpp"
+#include "engine/TemplateMark.hpp"
 #include "platform/Digest.hpp"
+#include "platform/ItemDigest.hpp"
 #include "platform/Parallel.hpp"
 #include "platform/Unicode.hpp"
 #include "platform/Uuid.hpp"
@@ -20,13 +20,20 @@ namespace engine {
 namespace {
 
 using Kind = platform::ItemStatus::Kind;
-using Source = platform::FileManager::Source;
+
+constexpr std::uint64_t largestTemplate = std::uint64_t{1} << 30;
+
+/// What is to exist at a path: nothing by default.
+struct NewItem {
+    std::string digest; ///< see platform::itemDigest
+    std::function<void(const fs::path&)> make;
+};
 
 /// Makes the plan of one run, phase by phase.
 class Planner {
 public:
     Planner(const PackInstaller& owner, const PackPaths& where, const Request& asked)
-        : installer(owner), paths(where), request(asked) {}
+        : installer(owner), fm(owner.fm), paths(where), request(asked) {}
 
     Plan make() {
         plan.journal.id = platform::freshUuid();
@@ -35,8 +42,8 @@ public:
         checkApplications();
         planTemplates();
         planLegacyCategory();
-        planManifest(installed, paths.installedManifest);
-        planManifest(legacy, paths.legacyManifest);
+        planManifest(paths.installedManifest, installedStatus, installed);
+        planManifest(paths.legacyManifest, legacyStatus, legacy);
         planApplication();
         recordFolders();
         plan.summary = summary();
@@ -45,8 +52,10 @@ public:
 
 private:
     void readManifests() {
-        plan.manifestsRead = manifestStatus(installer, paths);
+        installedStatus =
+            fm.status(paths.installedManifest); // before it is read: another run would change it
         installed = installer.ready(paths.installedManifest);
+        legacyStatus = fm.status(paths.legacyManifest);
         legacy = installer.ready(paths.legacyManifest);
         for (const Manifest* manifest : {&installed, &legacy}) {
             if (!std::ranges::all_of(manifest->files,
@@ -57,10 +66,36 @@ private:
     }
 
     void checkApplications() const {
-        if (!request.uninstall) {
+        if (plan.installs) {
             checkSignature(installer, paths.payloadApplication);
         }
         checkOwnership(installer, paths.installedApplication);
+    }
+
+    void planTemplates() {
+        if (plan.installs) {
+            plan.copies = payloadFiles();
+        }
+        FileTable files = plan.copies;
+        for (const auto& [path, digest] : installed.files) {
+            if (request.selected(path) && files.emplace(path, std::string()).second) {
+                removed.insert(platform::composed(path));
+            }
+        }
+        planFiles(paths.category, files, installed,
+                  [this](const std::string& path, const std::string& digest) { return copy(path, digest); });
+    }
+
+    NewItem copy(const std::string& path, const std::string& digest) const {
+        const fs::path source = paths.payloadTemplates / path;
+        const auto status = fm.status(source);
+        const bool isLink = status && status->kind == Kind::link;
+        return {isLink ? platform::itemDigest(fm, source) : digest, [&from = fm, source](const fs::path& to) {
+                    from.copyItem(source, to);
+                    if (source.extension() == ".motr") {
+                        from.touch(to); // the editor takes it for a new template
+                    }
+                }};
     }
 
     FileTable payloadFiles() const {
@@ -75,110 +110,114 @@ private:
         return files;
     }
 
-    FileTable staleFiles() const {
-        FileTable files;
-        for (const auto& [path, digest] : installed.files) {
-            if (request.selected(path) && !plan.copies.contains(path)) {
-                files.emplace_hint(files.end(), path, digest);
-            }
-        }
-        return files;
-    }
-
-    void planTemplates() {
-        if (!request.uninstall) {
-            plan.copies = payloadFiles();
-        }
-        stale = staleFiles();
-        FileTable touched = plan.copies;
-        touched.insert(stale.begin(), stale.end());
-        for (const auto& [path, found] :
-             verify(installer, paths.category, touched, installed.files, request.uninstall)) {
-            if (stale.contains(path)) {
-                add(paths.category / path, found, {}, Action::remove);
-                installed.files.erase(path);
-                continue;
-            }
-            const fs::path source = paths.payloadTemplates / path;
-            const std::string& digest = plan.copies.at(path);
-            const bool isLink =
-                installer.fm.status(source).value_or(platform::ItemStatus{}).kind == Kind::link;
-            add(paths.category / path, found, isLink ? itemDigest(installer, source) : digest, Action::copy)
-                ->source = source;
-            installed.files[path] = digest;
-        }
-    }
-
     void planLegacyCategory() {
-        const LegacyPlan migration = planLegacy(installer, paths, legacy, request);
-        for (const auto& [path, digest] : migration.removed) {
-            add(paths.legacy / path, migration.found.at(path), {}, Action::remove);
-            legacy.files.erase(path);
+        FileTable files;
+        std::set<std::string> known;
+        for (const auto& [path, digest] : legacy.files) {
+            known.insert(platform::composed(path));
+            const std::optional<std::string> after = legacyDigest(path);
+            if (after) {
+                files.emplace(path, *after);
+            }
         }
-        for (const auto& [path, digest] : migration.marked) {
-            const fs::path file = paths.legacy / path;
-            write(file, migration.found.at(path), digest,
-                  [&from = installer, file](const auto& sink) { sink(markedTemplate(from, file)); });
-            legacy.files[path] = digest;
-        }
+        planFiles(paths.legacy, files, legacy, [this](const std::string& path, const std::string& digest) {
+            return written(digest, [&from = fm, file = paths.legacy / path](const auto& sink) {
+                sink(deprecated(from.read(file, largestTemplate), file));
+            });
+        });
+        refuseUnknownTemplates(known);
         showLegacyCategory();
     }
 
-    void showLegacyCategory() {
-        plan.journal.legacyHidden = installer.fm.isHidden(paths.legacy);
-        if (!plan.journal.legacyHidden || !paths.hiddenList) {
-            return;
+    /// What a file of the older pack is going to be, if it changes: of a template that gets the mark the
+    /// digest alone is kept, for templates can be large.
+    std::optional<std::string> legacyDigest(const std::string& path) const {
+        const fs::path file = paths.legacy / path;
+        if (request.uninstall) {
+            return request.selected(path) ? std::optional(std::string()) : std::nullopt;
         }
-        const FoundItem found = findItem(installer, *paths.hiddenList);
-        const std::string list = installer.fm.hiddenListWithout(paths.legacy);
-        if (list.empty()) {
-            add(*paths.hiddenList, found, {}, Action::remove);
-        } else {
-            write(*paths.hiddenList, found, textDigest(list), [list](const auto& sink) { sink(list); });
+        if (!path.ends_with(".motr") || !installer.exists(file)) {
+            return std::nullopt;
+        }
+        const std::string bytes = fm.read(file, largestTemplate);
+        const std::string marked = deprecated(bytes, file);
+        return marked != bytes ? std::optional(platform::textDigest(marked)) : std::nullopt;
+    }
+
+    void refuseUnknownTemplates(const std::set<std::string>& known) const {
+        fm.enumerate(paths.legacy, [&](const fs::path& item, const platform::ItemStatus& status) {
+            if (status.kind != Kind::folder && item.extension() == ".motr" &&
+                !known.contains(platform::composed(installer.relative(item, paths.legacy)))) {
+                throw InstallError("La catégorie historique contient une transition inconnue : " +
+                                   item.string() + ". Migration interrompue pour la préserver.");
+            }
+        });
+    }
+
+    void showLegacyCategory() {
+        plan.journal.legacyHidden = fm.isHidden(paths.legacy);
+        if (plan.journal.legacyHidden && paths.hiddenList) {
+            const std::string list = fm.hiddenListWithout(paths.legacy);
+            add(*paths.hiddenList, findItem(installer, *paths.hiddenList),
+                list.empty() ? NewItem()
+                             : written(platform::textDigest(list), [list](const auto& sink) { sink(list); }));
+        }
+    }
+
+    /// Plans the files of a category: those with a digest are made anew, the others go.
+    void planFiles(const fs::path& folder, const FileTable& files, Manifest& manifest,
+                   const std::function<NewItem(const std::string&, const std::string&)>& newItem) {
+        for (const auto& [path, found] :
+             verify(installer, folder, files, manifest.files, request.uninstall)) {
+            const std::string& digest = files.at(path);
+            if (digest.empty()) {
+                add(folder / path, found, {});
+                manifest.files.erase(path);
+            } else {
+                add(folder / path, found, newItem(path, digest));
+                manifest.files[path] = digest;
+            }
         }
     }
 
     /// A manifest that lists nothing is no file.
-    void planManifest(const Manifest& manifest, const fs::path& file) {
-        const FoundItem found = findItem(installer, file);
-        if (manifest.files.empty()) {
-            add(file, found, {}, Action::remove);
-            return;
+    void planManifest(const fs::path& file, const std::optional<platform::ItemStatus>& status,
+                      const Manifest& manifest) {
+        NewItem item;
+        if (!manifest.files.empty()) {
+            platform::Sha256 digest;
+            encodeManifest(manifest, [&](std::string_view piece) { digest.update(piece); });
+            item = written(platform::hexadecimal(digest.finish()),
+                           [kept = std::make_shared<const Manifest>(manifest)](const auto& sink) {
+                               encodeManifest(*kept, sink);
+                           });
         }
-        platform::Sha256 digest;
-        encodeManifest(manifest, [&](std::string_view piece) { digest.update(piece); });
-        write(file, found, platform::hexadecimal(digest.finish()),
-              [kept = std::make_shared<const Manifest>(manifest)](const auto& sink) {
-                  encodeManifest(*kept, sink);
-              });
+        add(file, {status, platform::itemDigest(fm, file)}, item);
     }
 
     void planApplication() {
         const fs::path& application = paths.installedApplication;
-        if (!request.uninstall) {
+        if (plan.installs) {
             add(application, findItem(installer, application),
-                itemDigest(installer, paths.payloadApplication), Action::move)
-                ->source = plan.journal.staging(paths) / applicationName;
-        } else if (removesApplication() && installer.fm.existsNoFollow(application)) {
-            add(application, findItem(installer, application), {}, Action::remove);
+                {platform::itemDigest(fm, paths.payloadApplication),
+                 [&from = fm, source = paths.payloadApplication](const fs::path& to) {
+                     from.copyItem(source, to);
+                 }});
+        } else if (!isApplicationNeeded() && fm.existsNoFollow(application)) {
+            add(application, findItem(installer, application), {});
             plan.unregisters = installer.register_;
         }
     }
 
-    /// True when nothing that needs the application is left: no file of either pack and no foreign template.
-    bool removesApplication() const {
+    /// By a file of either pack, or by a foreign template.
+    bool isApplicationNeeded() const {
         bool isNeeded = !installed.files.empty() || !legacy.files.empty();
-        std::set<std::string> removed;
-        for (const auto& [path, digest] : stale) {
-            removed.insert(platform::composed(path));
-        }
-        installer.fm.enumerate(paths.category, [&](const fs::path& item, const platform::ItemStatus& status) {
-            isNeeded =
-                isNeeded ||
-                (status.kind != Kind::folder && item.extension() == ".motr" &&
-                 !removed.contains(platform::composed(item.lexically_relative(paths.category).string())));
+        fm.enumerate(paths.category, [&](const fs::path& item, const platform::ItemStatus& status) {
+            const std::string path = item.lexically_relative(paths.category).string();
+            isNeeded = isNeeded || (status.kind != Kind::folder && item.extension() == ".motr" &&
+                                    !removed.contains(platform::composed(path)));
         });
-        return !isNeeded;
+        return isNeeded;
     }
 
     void recordFolders() {
@@ -189,7 +228,7 @@ private:
                 continue;
             }
             recordFolder(folder);
-            const std::optional<platform::ItemStatus> status = installer.fm.status(paths.home / folder);
+            const std::optional<platform::ItemStatus> status = fm.status(paths.home / folder);
             if (isTransition && status && status->kind == Kind::folder) {
                 plan.journal.folders[folder.string()] = FolderState{status->permissions, status->modified};
             }
@@ -198,23 +237,23 @@ private:
 
     /// The folders that the run is going to make.
     void recordFolder(const fs::path& path) {
-        if (!path.empty() && !installer.fm.isFolder(paths.home / path) &&
+        if (!path.empty() && !fm.isFolder(paths.home / path) &&
             plan.journal.folders.emplace(path.string(), std::nullopt).second) {
             recordFolder(path.parent_path());
         }
     }
 
-    Change* add(const fs::path& path, const FoundItem& found, const std::string& after, Action action) {
-        if (!found.status && action == Action::remove) {
-            return nullptr;
-        }
-        plan.journal.entries.push_back({paths.inHome(path), found.digest, after});
-        plan.changes.push_back({action, found.status, {}, {}});
-        return &plan.changes.back();
+    NewItem written(const std::string& digest, platform::FileManager::Source contents) const {
+        return {digest, [&to = fm, contents = std::move(contents)](const fs::path& file) {
+                    to.writeNew(file, contents);
+                }};
     }
 
-    void write(const fs::path& path, const FoundItem& found, const std::string& digest, Source contents) {
-        add(path, found, digest, Action::write)->contents = std::move(contents);
+    void add(const fs::path& path, const FoundItem& found, NewItem item) {
+        if (found.status || item.make) {
+            plan.journal.entries.push_back({paths.inHome(path), found.digest, item.digest});
+            plan.changes.push_back({found.status, std::move(item.make)});
+        }
     }
 
     std::string summary() const {
@@ -228,11 +267,14 @@ private:
     }
 
     const PackInstaller& installer;
+    const platform::FileManager& fm;
     const PackPaths& paths;
     const Request& request;
-    Manifest installed; ///< as it was read, and from `planTemplates` on as it will be written
-    Manifest legacy;    ///< the same
-    FileTable stale;    ///< files of the category that go for good
+    std::optional<platform::ItemStatus> installedStatus;
+    std::optional<platform::ItemStatus> legacyStatus;
+    Manifest installed;            ///< as it was read, and from `planTemplates` on as it will be written
+    Manifest legacy;               ///< the same
+    std::set<std::string> removed; ///< files of the category that go for good, composed
     Plan plan;
 };
 
@@ -240,11 +282,6 @@ private:
 
 Plan makePlan(const PackInstaller& installer, const PackPaths& paths, const Request& request) {
     return Planner(installer, paths, request).make();
-}
-
-std::vector<std::optional<platform::ItemStatus>> manifestStatus(const PackInstaller& installer,
-                                                                const PackPaths& paths) {
-    return {installer.fm.status(paths.installedManifest), installer.fm.status(paths.legacyManifest)};
 }
 
 } // namespace engine

@@ -1,13 +1,13 @@
 #include "engine/Recovery.hpp"
 
 #include "engine/CompanionApplication.hpp"
-#include "engine/Description.hpp"
-#include "engine/ItemDigest.hpp"
+#include "engine/Verification.hpp"
 #include "platform/Error.hpp"
+#include "platform/ItemDigest.hpp"
 
-#include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <optional>
 
 namespace fs = std::filesystem;
 
@@ -24,15 +24,11 @@ public:
         : installer(owner), fm(owner.fm), paths(where), journal(record) {}
 
     Undone run() {
-        std::size_t folders = journal.entries.size();
         for (const auto& [folder, state] : journal.folders) {
-            ++folders;
-            if (state) {
-                attempt([&, &path = folder] { restoreEmptiedFolder(path, folders); });
-            }
+            attempt([&, &path = folder, &found = state] { makeEmptiedFolder(path, found); });
         }
-        for (std::size_t number = journal.entries.size(); number-- > 0;) {
-            attempt([&] { restore(number); }, notRestored(paths.home / journal.entries[number].path));
+        for (std::size_t entry = journal.entries.size(); entry-- > 0;) {
+            attempt([&] { restore(entry); }, notRestored(pathOf(entry)));
         }
         attempt([&] {
             if (installer.exists(paths.legacy)) {
@@ -40,9 +36,16 @@ public:
             }
         });
         attempt([&] { restoreRegistration(); });
-        restoreFolders();
-        removeStaging();
+        for (auto folder = journal.folders.rbegin(); folder != journal.folders.rend(); ++folder) {
+            attempt([&] { restoreFolder(paths.home / folder->first, folder->second); });
+        }
+        const bool isRestored = undone.isRestored;
+        attempt([&] { fm.removeItem(journal.staging(paths)); });
+        undone.isRestored = isRestored; // what is left of the staging folder harms nobody
         attempt([&] { fm.synchronizeFileSystems(journal.changedFolders(paths)); });
+        if (undone.isComplete) {
+            attempt([&] { removeMarks(installer, paths, journal); });
+        }
         return std::move(undone);
     }
 
@@ -53,85 +56,87 @@ private:
         try {
             step();
         } catch (const std::exception&) {
-            undone.failures.push_back(words + localizedDescription(std::current_exception()));
+            note(words + localizedDescription(std::current_exception()));
+            undone.isRestored = false;
+            undone.isComplete = false;
         }
     }
 
-    void restoreEmptiedFolder(const std::string& folder, std::size_t number) {
-        const fs::path emptied = journal.emptied(paths, folder);
-        const fs::path path = paths.home / folder;
-        const fs::path aside = journal.temporary(path, number, 'o');
-        fm.removeItem(journal.temporary(emptied, number, 'n'));
-        fm.removeItem(journal.temporary(path, number, 'n'));
-        for (const fs::path& source : {aside, emptied}) {
-            if (fm.existsNoFollow(source) && !fm.existsNoFollow(path)) {
-                move(source, path, number);
-            }
+    void note(const std::string& line) { undone.text += line + "\n"; }
+
+    /// With all that belongs to the folder itself.
+    void makeEmptiedFolder(const std::string& folder, const std::optional<FolderState>& state) const {
+        if (!state) {
+            return;
         }
-        fm.removeEmptyFolder(aside); // its owner has made it again
-        if (fm.existsNoFollow(aside)) {
-            keep(aside, path, number);
+        const fs::path copy = journal.emptied(paths, folder);
+        const fs::path partial = journal.temporary(paths.home / folder, journal.entries.size(), 'c');
+        fm.removeItem(partial);
+        if (fm.existsNoFollow(copy) && !fm.existsNoFollow(paths.home / folder)) {
+            fm.moveItem(copy, paths.home / folder, partial);
         }
     }
 
-    void restore(std::size_t number) {
-        const JournalEntry& entry = journal.entries[number];
-        const fs::path path = paths.home / entry.path;
-        removeUnfinished(path, number);
-        const std::string now = itemDigest(installer, path);
-        const std::optional<fs::path> original = findOriginal(number);
-        const bool isAsBefore = now == entry.before && (entry.before != entry.after || !original ||
-                                                        itemDigest(installer, *original) != entry.before);
+    void restore(std::size_t entry) {
+        const auto& [name, before, after] = journal.entries[entry];
+        const fs::path path = paths.home / name;
+        const fs::path aside = journal.temporary(path, entry, 'o');
+        removeUnfinished(entry);
+        const std::string now = platform::itemDigest(fm, path);
+        const std::optional<fs::path> original = findOriginal(entry);
+        const bool isAsBefore =
+            now == before && (before != after || !original || platform::itemDigest(fm, *original) != before);
         if (!isAsBefore && original) {
-            putBack(*original, path, number);
+            putBack(*original, entry);
         } else if (!isAsBefore) {
-            judgeWithoutOriginal(path, number, now);
+            judgeWithoutOriginal(entry, now);
         }
-        discardAside(path, number);
+        settle(aside, before, path, entry); // the original is at its path again, another way
     }
 
     /// Items that were being made, and one that an undo was looking at when it was cut short.
-    void removeUnfinished(const fs::path& path, std::size_t number) {
-        fm.removeItem(journal.temporary(path, number, 'n'));
-        fm.removeItem(journal.temporary(savedPath(number), number, 'n'));
-        if (const fs::path item = journal.temporary(path, number, 'u'); fm.existsNoFollow(item)) {
-            settle(item, path, number);
-        }
+    void removeUnfinished(std::size_t entry) {
+        const fs::path path = pathOf(entry);
+        fm.removeItem(journal.temporary(path, entry, 'n'));
+        fm.removeItem(journal.temporary(path, entry, 'c'));
+        fm.removeItem(journal.temporary(journal.saved(paths, entry), entry, 'c'));
+        settle(journal.temporary(path, entry, 'u'), journal.entries[entry].after, path, entry);
     }
 
     /// What existed at the path: set aside beside it, or in the backup folder. Between two disks both exist
     /// until the run ends; a folder that was set aside may be half removed by then.
-    std::optional<fs::path> findOriginal(std::size_t number) const {
-        const JournalEntry& entry = journal.entries[number];
-        const fs::path aside = journal.temporary(paths.home / entry.path, number, 'o');
-        const fs::path saved = savedPath(number);
+    std::optional<fs::path> findOriginal(std::size_t entry) const {
+        const fs::path aside = journal.temporary(pathOf(entry), entry, 'o');
+        const fs::path saved = journal.saved(paths, entry);
         const bool isSaved = fm.existsNoFollow(saved);
-        if (fm.existsNoFollow(aside) &&
-            (!isSaved || !fm.isFolder(aside) || itemDigest(installer, aside) == entry.before)) {
+        if (fm.existsNoFollow(aside) && (!isSaved || !fm.isFolder(aside) ||
+                                         platform::itemDigest(fm, aside) == journal.entries[entry].before)) {
             return aside;
         }
         return isSaved ? std::optional(saved) : std::nullopt;
     }
 
     /// The run has not reached the path, or what it had saved is gone.
-    void judgeWithoutOriginal(const fs::path& path, std::size_t number, const std::string& now) {
-        const JournalEntry& entry = journal.entries[number];
-        const bool isOwn = !now.empty() && now == entry.after;
+    void judgeWithoutOriginal(std::size_t entry, const std::string& now) {
+        const auto& [path, before, after] = journal.entries[entry];
+        const bool isOwn = !now.empty() && now == after;
         if (isOwn) {
-            clear(path, number);
+            clear(entry);
         }
-        if (!entry.before.empty() && (isOwn || now.empty())) {
-            undone.missing.push_back(notRestored(path) + "il n’en existe pas de copie.");
+        if (!before.empty() && (isOwn || now.empty())) {
+            note(notRestored(paths.home / path) + "il n’en existe pas de copie.");
+            undone.isRestored = false;
         }
     }
 
     /// Somebody may write to the path at any moment, so it is cleared again when it is not free.
-    void putBack(const fs::path& original, const fs::path& path, std::size_t number) {
+    void putBack(const fs::path& original, std::size_t entry) {
+        const fs::path path = pathOf(entry);
         fm.makeFolder(path.parent_path());
         for (int triesLeft = 3;; --triesLeft) {
-            clear(path, number);
+            clear(entry);
             try {
-                move(original, path, number);
+                move(original, path, entry);
                 return;
             } catch (const platform::Error& error) {
                 if (error.number() != EEXIST || triesLeft == 0) {
@@ -143,34 +148,28 @@ private:
 
     /// Frees the path. The item gets another name before it is looked at, so that nobody changes it in
     /// between.
-    void clear(const fs::path& path, std::size_t number) {
-        const fs::path item = journal.temporary(path, number, 'u');
-        try {
-            fm.renameItem(path, item);
-        } catch (const platform::Error& error) {
-            if (error.number() == ENOENT) {
-                return;
-            }
-            if (error.number() != EXDEV) {
-                throw;
-            }
-            settle(path, path, number);
+    void clear(std::size_t entry) {
+        const fs::path path = pathOf(entry);
+        const fs::path item = journal.temporary(path, entry, 'u');
+        if (fm.moveExisting(path, item, journal.temporary(path, entry, 'c'))) {
+            settle(item, journal.entries[entry].after, path, entry);
+        }
+    }
+
+    /// Removes an item that was at the path when it has this digest, and keeps it otherwise.
+    void settle(const fs::path& item, const std::string& own, const fs::path& path, std::size_t entry) {
+        if (!fm.existsNoFollow(item)) {
             return;
         }
-        settle(item, path, number);
-    }
-
-    void settle(const fs::path& item, const fs::path& path, std::size_t number) {
-        const std::string& own = journal.entries[number].after;
-        if (!own.empty() && itemDigest(installer, item) == own) {
+        if (!own.empty() && platform::itemDigest(fm, item) == own) {
             fm.removeItem(item);
         } else {
-            keep(item, path, number);
+            keep(item, path, entry);
         }
     }
 
-    /// Moves an item of the user's that was found at the path into the backup folder.
-    void keep(const fs::path& item, const fs::path& path, std::size_t number) {
+    /// Moves an item of the user's into the backup folder.
+    void keep(const fs::path& item, const fs::path& path, std::size_t entry) {
         const fs::path backup = journal.backup(paths);
         fs::path target = backup / "Kept" / paths.inHome(path);
         for (int next = 2; fm.existsNoFollow(target); ++next) {
@@ -178,33 +177,19 @@ private:
         }
         try {
             fm.makeFolder(target.parent_path(), 0700);
-            move(item, target, number);
+            move(item, target, entry);
         } catch (const std::exception&) {
-            if (item != path && !fm.existsNoFollow(path)) {
+            if (!fm.existsNoFollow(path)) {
                 fm.renameItem(item, path);
             }
             throw;
         }
-        undone.kept.push_back("« " + path.string() +
-                              " » avait changé entre-temps, et c’est conservé dans « " + target.string() +
-                              " ».");
+        note("« " + path.string() + " » avait changé entre-temps, et c’est conservé dans « " +
+             target.string() + " ».");
     }
 
-    /// What was set aside and is needed no more.
-    void discardAside(const fs::path& path, std::size_t number) {
-        const fs::path aside = journal.temporary(path, number, 'o');
-        if (!fm.existsNoFollow(aside)) {
-            return;
-        }
-        if (itemDigest(installer, aside) == journal.entries[number].before) {
-            fm.removeItem(aside);
-        } else {
-            keep(aside, path, number);
-        }
-    }
-
-    void move(const fs::path& from, const fs::path& to, std::size_t number) {
-        const fs::path partial = journal.temporary(to, number, 'n');
+    void move(const fs::path& from, const fs::path& to, std::size_t entry) {
+        const fs::path partial = journal.temporary(to, entry, 'c');
         fm.removeItem(partial);
         fm.moveItem(from, to, partial);
     }
@@ -221,36 +206,22 @@ private:
             }
             registerExtension(installer, application);
         } catch (const std::exception&) {
-            undone.registration =
-                "L’extension de « " + application.string() +
-                " » n’est plus enregistrée : " + localizedDescription(std::current_exception());
+            note("L’extension de « " + application.string() +
+                 " » n’est plus enregistrée : " + localizedDescription(std::current_exception()));
+            undone.isRegistered = false;
         }
     }
 
-    void restoreFolders() {
-        for (auto folder = journal.folders.rbegin(); folder != journal.folders.rend(); ++folder) {
-            attempt([&] {
-                const fs::path path = paths.home / folder->first;
-                if (!folder->second) {
-                    fm.removeEmptyFolder(path);
-                } else if (const auto status = fm.status(path);
-                           status && status->kind == platform::ItemStatus::Kind::folder) {
-                    fm.setPermissions(path, folder->second->permissions);
-                    fm.setModified(path, folder->second->modified);
-                }
-            });
+    void restoreFolder(const fs::path& path, const std::optional<FolderState>& state) const {
+        if (!state) {
+            fm.removeEmptyFolder(path);
+        } else if (const auto now = fm.status(path); now && now->kind == platform::ItemStatus::Kind::folder) {
+            fm.setPermissions(path, state->permissions);
+            fm.setModified(path, state->modified);
         }
     }
 
-    void removeStaging() {
-        try {
-            fm.removeItem(journal.staging(paths));
-        } catch (const std::exception&) {
-            undone.leftover = localizedDescription(std::current_exception());
-        }
-    }
-
-    fs::path savedPath(std::size_t number) const { return journal.saved(paths, journal.entries[number]); }
+    fs::path pathOf(std::size_t entry) const { return paths.home / journal.entries[entry].path; }
 
     const PackInstaller& installer;
     const platform::FileManager& fm;
@@ -261,31 +232,30 @@ private:
 
 } // namespace
 
-std::string Undone::text() const {
-    std::string text;
-    const auto add = [&](const std::string& line) { text += line + "\n"; };
-    std::ranges::for_each(kept, add);
-    std::ranges::for_each(missing, add);
-    std::ranges::for_each(failures, add);
-    if (!registration.empty()) {
-        add(registration);
-    }
-    return text;
-}
-
 Undone undo(const PackInstaller& installer, const PackPaths& paths, const Journal& journal) {
     return Recovery(installer, paths, journal).run();
 }
 
+void removeMarks(const PackInstaller& installer, const PackPaths& paths, const Journal& journal) {
+    for (const auto& [folder, state] : journal.folders) {
+        installer.fm.removeEmptyFolder(journal.emptied(paths, folder));
+    }
+    if (journal.unregistered) {
+        installer.fm.removeItem(journal.unregisteredMark(paths));
+    }
+}
+
 void endUndone(JournalFile& file, Undone& undone) {
-    if (!undone.isComplete()) {
+    if (!undone.isComplete) {
         return;
     }
     try {
         file.end();
     } catch (const UnconfirmedError&) { // NOLINT(bugprone-empty-catch): undoing once more does no harm
     } catch (const std::exception&) {
-        undone.failures.push_back(localizedDescription(std::current_exception()));
+        undone.text += localizedDescription(std::current_exception()) + "\n";
+        undone.isRestored = false;
+        undone.isComplete = false;
     }
 }
 
@@ -296,19 +266,16 @@ std::string undoInterruptedRun(const PackInstaller& installer, const PackPaths& 
     }
     const Journal journal = file->read();
     Undone undone = undo(installer, paths, journal);
-    if (!undone.leftover.empty()) {
-        undone.failures.push_back(undone.leftover);
-    }
     endUndone(*file, undone);
     const std::string saved = journal.backup(paths).string();
-    if (!undone.missing.empty() || !undone.failures.empty()) {
+    if (!undone.isRestored || !undone.isComplete) {
         throw InstallError("Une installation précédente a été interrompue et l’état d’avant n’a pas pu être "
                            "rétabli entièrement.\n" +
-                           undone.text() + "Sauvegarde : " + saved);
+                           undone.text + "Sauvegarde : " + saved);
     }
     return "Une installation précédente avait été interrompue : l’état d’avant a d’abord été rétabli. "
            "Sauvegarde : « " +
-           saved + " ».\n" + undone.text() + "\n";
+           saved + " ».\n" + undone.text + "\n";
 }
 
 } // namespace engine

@@ -3,25 +3,15 @@
 #include "engine/JournalFile.hpp"
 
 #include <string>
-#include <vector>
 
 namespace engine {
 
-/// The outcome of an undo, in French sentences.
+/// The outcome of an undo.
 struct Undone {
-    std::vector<std::string> kept;     ///< the user's own items that were in the way, and where they are now
-    std::vector<std::string> missing;  ///< what cannot be given back any more
-    std::vector<std::string> failures; ///< what another try may still restore
-    std::string registration;          ///< why the extension is no longer registered, if it is not
-    std::string leftover;              ///< why the staging folder is still there, if it is
-
-    bool isRestored() const { return missing.empty() && failures.empty() && registration.empty(); }
-
-    /// Whether nothing is left to do for another run.
-    bool isComplete() const { return failures.empty() && leftover.empty(); }
-
-    /// What the user has to know, a line each.
-    std::string text() const;
+    std::string text;         ///< what the user has to know, in French sentences, a line each
+    bool isRestored = true;   ///< whether every item is as before
+    bool isRegistered = true; ///< whether the extension is registered as before
+    bool isComplete = true;   ///< whether nothing is left to do for another run
 };
 
 /// Puts back what a run found, after a failure or a cut, from the journal, the backup folder and what exists
@@ -30,6 +20,9 @@ struct Undone {
 /// as it is. Never throws for a failure of the file system: it does all that it can, and may be called again
 /// for the rest.
 Undone undo(const PackInstaller& installer, const PackPaths& paths, const Journal& journal);
+
+/// Removes from the backup folder what only an undo needs, and nothing else.
+void removeMarks(const PackInstaller& installer, const PackPaths& paths, const Journal& journal);
 
 /// Ends the journal of a run that was wholly undone; another one stays. What fails is added to the outcome.
 void endUndone(JournalFile& file, Undone& undone);

@@ -1,6 +1,6 @@
 #include "engine/TemplateMark.hpp"
 
-#include "engine/PackRecords.hpp"
+#include "engine/InstallError.hpp"
 #include "platform/XmlDocument.hpp"
 
 #include <charconv>

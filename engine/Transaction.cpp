@@ -1,12 +1,10 @@
 #include "engine/Transaction.hpp"
 
 #include "engine/CompanionApplication.hpp"
-#include "engine/Description.hpp"
-#include "engine/ItemDigest.hpp"
 #include "engine/Recovery.hpp"
 #include "platform/Error.hpp"
+#include "platform/ItemDigest.hpp"
 
-#include <algorithm>
 #include <cerrno>
 
 namespace fs = std::filesystem;
@@ -14,71 +12,60 @@ namespace fs = std::filesystem;
 namespace engine {
 
 Transaction::Transaction(const PackInstaller& owner, const PackPaths& where, Plan& made)
-    : installer(owner), paths(where), plan(made), backup(made.journal.backup(where)),
-      staging(made.journal.staging(where)) {}
+    : installer(owner), fm(owner.fm), paths(where), plan(made), journal(made.journal),
+      backup(journal.backup(where)) {}
 
 void Transaction::begin() {
     makeBackupFolders();
     try {
-        journal = JournalFile::begin(installer, paths, plan.journal);
+        file = JournalFile::begin(installer, paths, journal);
         refuseOvertakenRun();
     } catch (const ConcurrentRunError&) {
-        installer.fm.removeItem(backup);
+        fm.removeItem(backup);
         throw;
     }
-}
-
-/// Where the home could not be locked, another run may have come and gone since the manifests were read.
-void Transaction::refuseOvertakenRun() {
-    if (manifestStatus(installer, paths) == plan.manifestsRead) {
-        return;
-    }
-    Undone nothing;
-    endUndone(*journal, nothing);
-    throw ConcurrentRunError("Une autre installation vient de se terminer, réessayez.");
 }
 
 /// All that saving and undoing need is there, and on the disk with the journal, before the first change. What
 /// lay in a private folder stays private.
 void Transaction::makeBackupFolders() const {
     constexpr unsigned ownersOnly = 0700;
-    installer.mkdir(paths.support.parent_path());
-    installer.fm.makeFolder(backup, ownersOnly);
-    fs::path last = backup;
+    fm.makeFolder(paths.support.parent_path());
+    fm.makeFolder(backup, ownersOnly);
     for (std::size_t entry = 0; entry < plan.changes.size(); ++entry) {
-        const fs::path folder = savedPathOf(entry).parent_path();
-        if (plan.changes[entry].found && folder != last) {
-            installer.mkdir(folder);
-            last = folder;
+        if (plan.changes[entry].found) {
+            fm.makeFolder(journal.saved(paths, entry).parent_path());
+        }
+    }
+}
+
+/// Where the home could not be locked, another run may have come and gone since the manifests were read.
+void Transaction::refuseOvertakenRun() {
+    for (std::size_t entry = 0; entry < plan.changes.size(); ++entry) {
+        const fs::path path = pathOf(entry);
+        if ((path == paths.installedManifest || path == paths.legacyManifest) &&
+            fm.status(path) != plan.changes[entry].found) {
+            Undone nothing;
+            endUndone(*file, nothing);
+            throw ConcurrentRunError("Une autre installation vient de se terminer, réessayez.");
         }
     }
 }
 
 void Transaction::apply() {
-    stageApplication();
     forEachChange(&Transaction::prepare);
     forEachChange(&Transaction::preserve);
     synchronize();
-    std::ranges::for_each(copied, [this](std::size_t entry) { setAside(entry); });
     forEachChange(&Transaction::put);
     if (installer.exists(paths.legacy)) {
-        installer.fm.setHidden(paths.legacy, false);
+        fm.setHidden(paths.legacy, false);
     }
     verify();
-    for (const std::size_t entry : copied) {
-        installer.fm.removeItem(plan.journal.temporary(pathOf(entry), entry, 'o'));
-    }
-    moveEmptiedFolders();
+    forEachChange(&Transaction::removeAside);
+    removeEmptiedFolders();
     synchronize();
     if (plan.installs && installer.register_) { // last, because registration cannot be undone
         registerApplication(installer, paths.installedApplication);
-    }
-}
-
-void Transaction::stageApplication() const {
-    if (plan.installs) {
-        installer.mkdir(staging);
-        installer.fm.copyItem(paths.payloadApplication, staging / applicationName);
     }
 }
 
@@ -88,131 +75,91 @@ void Transaction::forEachChange(void (Transaction::*step)(std::size_t)) {
     }
 }
 
-/// Makes the new file beside its path, under a name that nobody knows.
-void Transaction::prepare(std::size_t entry) {
-    const Change& change = plan.changes[entry];
+/// The application waits in the staging folder, a file beside its path under a name that nobody knows.
+fs::path Transaction::preparedPath(std::size_t entry) const {
     const fs::path path = pathOf(entry);
-    const fs::path partial = plan.journal.temporary(path, entry, 'n');
-    if (change.action != Action::copy && change.action != Action::write) {
-        return;
-    }
-    installer.mkdir(path.parent_path());
-    try {
-        if (change.action == Action::write) {
-            installer.fm.writeNew(partial, change.contents);
-            return;
-        }
-        installer.fm.copyItem(change.source, partial);
-        if (path.extension() == ".motr") {
-            installer.fm.touch(partial); // the editor takes it for a new template
-        }
-    } catch (const platform::Error& error) {
-        throw ofPath(error, entry);
+    return path == paths.installedApplication ? journal.staging(paths) / applicationName
+                                              : journal.temporary(path, entry, 'n');
+}
+
+void Transaction::prepare(std::size_t entry) {
+    if (plan.changes[entry].make) {
+        const fs::path prepared = preparedPath(entry);
+        fm.makeFolder(prepared.parent_path());
+        plan.changes[entry].make(prepared);
     }
 }
 
-/// The same error with the path that the user knows, instead of the unfinished item's.
-platform::Error Transaction::ofPath(const platform::Error& error, std::size_t entry) const {
-    const Change& change = plan.changes[entry];
-    if (error.number() == 0) {
-        return error;
-    }
-    return change.action == Action::write
-               ? platform::fileError("écrire", pathOf(entry), error.number())
-               : platform::fileError("copier", change.source, pathOf(entry), error.number());
-}
-
+/// The item gets another name beside its path before it is looked at, so that nobody changes it in between,
+/// and from there its path in the backup folder.
 void Transaction::preserve(std::size_t entry) {
+    const fs::path path = pathOf(entry);
+    const fs::path aside = journal.temporary(path, entry, 'o');
+    const fs::path saved = journal.saved(paths, entry);
     if (!plan.changes[entry].found) {
         return;
     }
-    const fs::path path = pathOf(entry);
-    const fs::path saved = savedPathOf(entry);
     if (plan.unregisters && path == paths.installedApplication) {
         unregister();
     }
-    try {
-        installer.fm.renameItem(path, saved);
-    } catch (const platform::Error& error) {
-        if (error.number() == ENOENT && !installer.fm.existsNoFollow(path)) {
-            return; // its owner has removed it meanwhile
-        }
-        if (error.number() != EXDEV) {
-            throw;
-        }
-        const fs::path partial = plan.journal.temporary(saved, entry, 'n');
-        installer.fm.copyItem(path, partial);
-        installer.fm.renameItem(partial, saved);
-        copied.push_back(entry);
+    if (!fm.moveExisting(path, aside, journal.temporary(path, entry, 'c'))) {
+        return; // its owner has removed it meanwhile
     }
-    if (!isStill(installer, saved, plan.changes[entry].found, plan.journal.entries[entry].before)) {
-        throw changedFile(path);
-    }
-}
-
-/// What was copied may have changed since, so the original gets another name before it is compared. A folder
-/// that the file system cannot rename, of an overlay's lower layer for instance, goes at once.
-void Transaction::setAside(std::size_t entry) {
-    const fs::path path = pathOf(entry);
-    fs::path aside = plan.journal.temporary(path, entry, 'o');
+    refuseChanged(aside, entry);
     try {
-        installer.fm.renameItem(path, aside);
+        fm.renameItem(aside, saved);
     } catch (const platform::Error& error) {
         if (error.number() != EXDEV) {
             throw;
         }
-        aside = path;
-    }
-    if (!isStill(installer, aside, plan.changes[entry].found, plan.journal.entries[entry].before)) {
-        throw changedFile(path);
-    }
-    if (aside == path) {
-        installer.fm.removeItem(path);
+        const fs::path partial = journal.temporary(saved, entry, 'c');
+        fm.copyItem(aside, partial);
+        refuseChanged(aside, entry);
+        if (platform::itemDigest(fm, partial) != journal.entries[entry].before) {
+            throw platform::fileError("copier", path, "la copie diffère de l’original");
+        }
+        fm.renameItem(partial, saved);
     }
 }
 
 /// The new item appears whole and where nothing exists, or not at all.
 void Transaction::put(std::size_t entry) {
-    const Change& change = plan.changes[entry];
+    if (!plan.changes[entry].make) {
+        return;
+    }
     const fs::path path = pathOf(entry);
-    const fs::path partial = plan.journal.temporary(path, entry, 'n');
-    if (change.action == Action::move) {
-        installer.mkdir(path.parent_path());
-        installer.fm.moveItem(change.source, path, partial);
-    } else if (change.action != Action::remove) {
-        try {
-            installer.fm.renameItem(partial, path);
-        } catch (const platform::Error& error) {
-            throw ofPath(error, entry);
-        }
+    fm.makeFolder(path.parent_path());
+    try {
+        fm.moveItem(preparedPath(entry), path, journal.temporary(path, entry, 'c'));
+    } catch (const platform::Error& error) {
+        throw error.number() != 0 ? platform::fileError("écrire", path, error.number()) : error;
     }
 }
 
-/// They are kept until the commit, with all that belongs to them, for a run that has to be rolled back.
-/// Somebody may put a file into one at any moment, so each is looked at again under a name that nobody knows.
-void Transaction::moveEmptiedFolders() const {
-    std::size_t number = plan.changes.size();
-    for (const auto& [folder, state] : plan.journal.folders) {
+/// Whatever name the item has by now; a program may have had it open.
+void Transaction::refuseChanged(const fs::path& item, std::size_t entry) const {
+    if (!isStill(installer, item, plan.changes[entry].found, journal.entries[entry].before)) {
+        throw changedFile(pathOf(entry));
+    }
+}
+
+/// An original that the backup folder holds as a copy.
+void Transaction::removeAside(std::size_t entry) {
+    const fs::path aside = journal.temporary(pathOf(entry), entry, 'o');
+    if (fm.existsNoFollow(aside)) {
+        refuseChanged(aside, entry);
+        fm.removeItem(aside);
+    }
+}
+
+/// What belongs to a folder itself is copied, for a run that has to be rolled back. Somebody may put a file
+/// into one at any moment; then it stays.
+void Transaction::removeEmptiedFolders() const {
+    for (const auto& [folder, state] : journal.folders) {
         const fs::path path = paths.home / folder;
-        const fs::path aside = plan.journal.temporary(path, ++number, 'o');
-        if (!state || !installer.fm.isFolder(path) || !installer.fm.list(path).empty()) {
-            continue;
-        }
-        try {
-            installer.fm.renameItem(path, aside);
-        } catch (const platform::Error& error) {
-            if (error.number() != EXDEV) {
-                throw;
-            }
-            installer.fm.removeEmptyFolder(path);
-            continue;
-        }
-        if (installer.fm.list(aside).empty()) {
-            const fs::path emptied = plan.journal.emptied(paths, folder);
-            installer.mkdir(emptied.parent_path());
-            installer.fm.moveItem(aside, emptied, plan.journal.temporary(emptied, number, 'n'));
-        } else {
-            installer.fm.renameItem(aside, path);
+        if (state && fm.isFolder(path) && fm.list(path).empty()) {
+            fm.copyItem(path, journal.emptied(paths, folder));
+            fm.removeEmptyFolder(path);
         }
     }
 }
@@ -222,7 +169,7 @@ void Transaction::verify() const {
         return;
     }
     verifyCopies(installer, paths.category, plan.copies);
-    if (itemDigest(installer, paths.installedApplication) != plan.journal.entries.back().after) {
+    if (platform::itemDigest(fm, paths.installedApplication) != journal.entries.back().after) {
         throw InstallError("Vérification de l’application échouée : " + paths.installedApplication.string());
     }
     checkSignature(installer, paths.installedApplication);
@@ -230,65 +177,49 @@ void Transaction::verify() const {
 
 void Transaction::unregister() {
     unregisterExtension(installer, paths.installedApplication);
-    plan.journal.unregistered = true;
-    journal->recordUnregistered();
+    journal.unregistered = true;
+    const fs::path mark = journal.unregisteredMark(paths);
+    fm.writeNew(mark, [](const auto&) {});
+    fm.synchronize({mark, backup});
 }
 
 void Transaction::synchronize() const {
-    installer.fm.synchronizeFileSystems(plan.journal.changedFolders(paths));
+    fm.synchronizeFileSystems(journal.changedFolders(paths));
 }
 
 void Transaction::commit() {
+    const auto removeQuietly = [](const auto& remove) {
+        try {
+            remove();
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): it is in nobody's way
+        }
+    };
+    removeQuietly([this] { fm.removeItem(journal.staging(paths)); }); // empty by now
     try {
-        installer.fm.removeItem(staging);
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): it is empty, and in nobody's way
-    }
-    try {
-        journal->end();
+        file->end();
     } catch (const UnconfirmedError& doubt) {
         throw UnconfirmedError(
             "Tout est fait, mais le disque ne l’a pas confirmé : après une coupure, l’état "
             "d’avant peut revenir.\n" +
             doubt.message + "\nSauvegarde : " + backup.string());
     }
+    removeQuietly([this] { removeMarks(installer, paths, journal); });
 }
 
 InstallError Transaction::rollBack(const std::exception_ptr& failure) {
     Undone undone;
-    if (journal) {
-        undone = undo(installer, paths, plan.journal);
-        endUndone(*journal, undone);
+    if (file) {
+        undone = undo(installer, paths, journal);
+        endUndone(*file, undone);
     }
-    std::string text =
-        localizedDescription(failure) + "\nSauvegarde : " + backup.string() + "\n" + undone.text();
-    if (undone.isRestored()) {
+    std::string text = journal.withKnownNames(localizedDescription(failure)) +
+                       "\nSauvegarde : " + backup.string() + "\n" + undone.text;
+    if (undone.isRestored && undone.isRegistered) {
         text += "État précédent restauré.";
     } else {
         text.pop_back(); // the last line's end
     }
     return InstallError(text);
-}
-
-void Transaction::removeEmptiedFolders() const noexcept {
-    try {
-        for (const auto& [folder, state] : plan.journal.folders) {
-            if (state) {
-                installer.fm.removeEmptyFolder(plan.journal.emptied(paths, folder));
-            }
-        }
-        for (const char* folder : {"Emptied/Templates", "Emptied/Legacy", "Emptied"}) {
-            installer.fm.removeEmptyFolder(backup / folder);
-        }
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): they are empty, in a backup folder
-    }
-}
-
-fs::path Transaction::pathOf(std::size_t entry) const {
-    return paths.home / plan.journal.entries[entry].path;
-}
-
-fs::path Transaction::savedPathOf(std::size_t entry) const {
-    return plan.journal.saved(paths, plan.journal.entries[entry]);
 }
 
 } // namespace engine

@@ -2,21 +2,19 @@
 
 #include "engine/JournalFile.hpp"
 #include "engine/Plan.hpp"
-#include "platform/Error.hpp"
 
 #include <exception>
 #include <filesystem>
 #include <optional>
-#include <vector>
 
 namespace engine {
 
 /// Carries a plan out, all or nothing.
 ///
 /// No cut loses a file, and no order in which a disk keeps names that were not synced: new files are made
-/// under names that nobody knows, the originals go to the backup folder by a rename, which a disk keeps
-/// wholly or not at all, and nothing new gets its path before all of that is on the disk. Between two disks
-/// an original stays in its folder, under a name of this run's, until everything else is done.
+/// under names that nobody knows, the originals go to the backup folder by renames, which a disk keeps wholly
+/// or not at all, and nothing new gets its path before all of that is on the disk. Between two disks an
+/// original stays in its folder, under a name of this run's, until everything else is done.
 class Transaction {
 public:
     Transaction(const PackInstaller& installer, const PackPaths& paths, Plan& plan);
@@ -31,39 +29,35 @@ public:
     void commit();
 
     /// True from the moment at which the journal is gone.
-    bool isCommitted() const { return journal && journal->isEnded(); }
+    bool isCommitted() const { return file && file->isEnded(); }
 
     /// Puts the previous state back and returns the error for the user, with the outcome.
     InstallError rollBack(const std::exception_ptr& failure);
 
-    /// Removes the folders that the run has emptied; only after the commit.
-    void removeEmptiedFolders() const noexcept;
-
 private:
     void makeBackupFolders() const;
     void refuseOvertakenRun();
-    void stageApplication() const;
     void forEachChange(void (Transaction::*step)(std::size_t entry));
     void prepare(std::size_t entry);
     void preserve(std::size_t entry);
-    void setAside(std::size_t entry);
+    void refuseChanged(const std::filesystem::path& item, std::size_t entry) const;
     void put(std::size_t entry);
-    void moveEmptiedFolders() const;
-    platform::Error ofPath(const platform::Error& error, std::size_t entry) const;
+    void removeAside(std::size_t entry);
     void verify() const;
+    void removeEmptiedFolders() const;
     void unregister();
     void synchronize() const;
 
-    std::filesystem::path pathOf(std::size_t entry) const;
-    std::filesystem::path savedPathOf(std::size_t entry) const;
+    std::filesystem::path pathOf(std::size_t entry) const { return paths.home / journal.entries[entry].path; }
+    std::filesystem::path preparedPath(std::size_t entry) const;
 
     const PackInstaller& installer;
+    const platform::FileManager& fm;
     const PackPaths& paths;
-    Plan& plan;
+    const Plan& plan;
+    Journal& journal; ///< the plan's
     const std::filesystem::path backup;
-    const std::filesystem::path staging;
-    std::optional<JournalFile> journal;
-    std::vector<std::size_t> copied; ///< the entries whose originals the backup folder holds as copies
+    std::optional<JournalFile> file;
 };
 
 } // namespace engine

@@ -1,6 +1,6 @@
 #include "engine/Verification.hpp"
 
-#include "engine/ItemDigest.hpp"
+#include "platform/ItemDigest.hpp"
 #include "platform/Parallel.hpp"
 
 namespace fs = std::filesystem;
@@ -8,20 +8,11 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-using Kind = platform::ItemStatus::Kind;
-
-bool isAccepted(const std::string& digest, const std::string& path, const std::string& expected,
-                const FileTable& known, bool uninstall) {
-    const auto recorded = known.find(path);
-    if (recorded != known.end() && recorded->second == digest) {
-        return true;
-    }
-    return !uninstall && digest == expected;
-}
+using platform::ItemStatus;
 
 /// The contents that the item at the path leads to; a link to nothing is somebody's own.
 std::string contentsDigest(const PackInstaller& installer, const fs::path& file, const FoundItem& found) {
-    if (found.status->kind == Kind::file) {
+    if (found.status->kind == ItemStatus::Kind::file) {
         return found.digest;
     }
     if (!installer.exists(file)) {
@@ -37,8 +28,8 @@ InstallError changedFile(const fs::path& path) {
 }
 
 FoundItem findItem(const PackInstaller& installer, const fs::path& path) {
-    const std::optional<platform::ItemStatus> status = installer.fm.status(path);
-    return {status, status ? itemDigest(installer, path) : std::string()};
+    std::optional<ItemStatus> status = installer.fm.status(path);
+    return {status, status ? platform::itemDigest(installer.fm, path) : std::string()};
 }
 
 /// The device is not compared: on an overlay it changes with a rename.
@@ -47,7 +38,7 @@ bool isStill(const PackInstaller& installer, const fs::path& path,
     const std::optional<platform::ItemStatus> now = installer.fm.status(path);
     const bool isSame = now && found && now->kind == found->kind && now->inode == found->inode &&
                         now->size == found->size && now->modified == found->modified;
-    return isSame || itemDigest(installer, path) == digest;
+    return isSame || platform::itemDigest(installer.fm, path) == digest;
 }
 
 FoundItems verify(const PackInstaller& installer, const fs::path& folder, const FileTable& files,
@@ -60,8 +51,13 @@ FoundItems verify(const PackInstaller& installer, const fs::path& folder, const 
         auto& [path, found] = item;
         const fs::path file = folder / path;
         found = findItem(installer, file);
-        if (found.status &&
-            !isAccepted(contentsDigest(installer, file, found), path, files.at(path), known, uninstall)) {
+        if (!found.status) {
+            return;
+        }
+        const std::string digest = contentsDigest(installer, file, found);
+        const auto recorded = known.find(path);
+        const bool isRecorded = recorded != known.end() && recorded->second == digest;
+        if (!isRecorded && (uninstall || digest != files.at(path))) {
             throw changedFile(file);
         }
     });

@@ -12,7 +12,7 @@ namespace engine {
 /// An item that a run is going to replace or remove, as it was when it was verified.
 struct FoundItem {
     std::optional<platform::ItemStatus> status; ///< nothing when there is no item
-    std::string digest;                         ///< see itemDigest
+    std::string digest;                         ///< see platform::itemDigest
 };
 
 /// The items by their path relative to a category folder.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -20,6 +21,9 @@ public:
 private:
     int errorNumber;
 };
+
+/// The French text that the user reads of any failure; of an Error its own.
+std::string describe(const std::exception_ptr& failure);
 
 /// The French reason for a number of errno.h, without a final full stop ("ce fichier n’existe pas").
 std::string reason(int number);

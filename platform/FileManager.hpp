@@ -98,6 +98,10 @@ public:
     void moveItem(const std::filesystem::path& from, const std::filesystem::path& to,
                   const std::filesystem::path& partial) const;
 
+    /// The same; false, and nothing has changed, when there is no item at `from`.
+    [[nodiscard]] bool moveExisting(const std::filesystem::path& from, const std::filesystem::path& to,
+                                    const std::filesystem::path& partial) const;
+
     /// Removes a file, a link or a whole folder, also from folders that their owner made read-only; that
     /// there is nothing is no error. The error names the item that could not be removed and is the first one.
     void removeItem(const std::filesystem::path& path) const;

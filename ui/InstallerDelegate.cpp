@@ -1,6 +1,5 @@
 #include "ui/InstallerDelegate.hpp"
 
-#include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
 #include "platform/Locations.hpp"
 #include "platform/Ownership.hpp"

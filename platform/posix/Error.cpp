@@ -4,6 +4,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <system_error>
 
 namespace platform {
 namespace {
@@ -51,6 +53,24 @@ std::string impossible(std::string_view attempt) {
 }
 
 } // namespace
+
+std::string describe(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const Error& error) {
+        return error.what();
+    } catch (const std::filesystem::filesystem_error& error) {
+        return fileError("utiliser", error.path1(), error.code().value()).what();
+    } catch (const std::system_error& error) {
+        return "Le système a refusé une opération : " + reason(error.code().value()) + ".";
+    } catch (const std::bad_alloc&) {
+        return "La mémoire manque.";
+    } catch (const std::exception& error) {
+        return std::string("Une erreur inattendue s’est produite : ") + error.what() + ".";
+    } catch (...) {
+        return "Une erreur inattendue s’est produite.";
+    }
+}
 
 std::string reason(int number) {
     for (const Reason& known : reasons) {

@@ -228,9 +228,7 @@ void completeCopy(const fs::path& from, const fs::path& to, const struct stat& o
     if (!S_ISLNK(original.st_mode) && (copy.st_mode & allPermissions) != (original.st_mode & copied)) {
         changePermissions(to, original.st_mode & copied);
     }
-    if (nanoseconds(modified(copy)) != nanoseconds(modified(original))) {
-        changeDate(to, modified(original));
-    }
+    changeDate(to, modified(original));
 }
 
 /// Copies the item with all in it, and calls `copied` with each path that was written.
@@ -483,6 +481,18 @@ void FileManager::moveItem(const fs::path& from, const fs::path& to, const fs::p
     renameItem(partial, to);
     synchronize({to.parent_path()});
     removeItem(from);
+}
+
+bool FileManager::moveExisting(const fs::path& from, const fs::path& to, const fs::path& partial) const {
+    try {
+        moveItem(from, to, partial);
+        return true;
+    } catch (const Error& error) {
+        if (error.number() != ENOENT || existsNoFollow(from)) {
+            throw;
+        }
+        return false;
+    }
 }
 
 void FileManager::removeItem(const fs::path& path) const {

@@ -1,6 +1,6 @@
+#include "platform/Json.hpp"
 #include "tests/end-to-end/Administrator.hpp"
 
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
@@ -8,7 +8,7 @@ namespace fs = std::filesystem;
 namespace {
 
 using namespace tests;
-using Json = nlohmann::json;
+using platform::Json;
 
 const std::string runId = "0A1B2C3D-4E5F-4A6B-8C7D-9E0F1A2B3C4D";
 
@@ -71,9 +71,9 @@ struct HostileHome : Administrator {
     }
 
     void writeJournal(const std::vector<Json>& lines) const {
-        std::string text = Json::object({{"run", runId}, {"legacyHidden", false}}).dump() + "\n";
+        std::string text = platform::compactJson({{"run", runId}, {"legacyHidden", false}}) + "\n";
         for (const Json& line : lines) {
-            text += line.dump() + "\n";
+            text += platform::compactJson(line) + "\n";
         }
         writeFile(home.journal, text);
         fs::create_directories(backup);
@@ -150,7 +150,9 @@ TEST_F(HostileHome, WithAForgedJournalAndALinkedFolderChangesNothingOfRoots) {
 
 TEST_F(HostileHome, WithALinkInTheBackupFolderChangesNothingOfRoots) {
     for (const fs::path& path :
-         {backup, backup / "Templates", backup / "Legacy", backup / "Kept", backup / "Emptied"}) {
+         {backup, backup / "Templates", backup / "Legacy", backup / "Kept",
+          backup / ("Emptied-" +
+                    digestOf(home.category.lexically_relative(home.folder).string() + "/01 Ink Drop"))}) {
         SCOPED_TRACE(path.string());
         refill();
         forgeJournal(home);

@@ -1,5 +1,9 @@
 #include "tests/end-to-end/EndToEnd.hpp"
 
+#include <gmock/gmock.h>
+
+#include <fstream>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -192,34 +196,65 @@ struct UsersFileOnAnotherDisk : UsersFile {
     }
 };
 
-TEST_F(UsersFileOnAnotherDisk, ThatIsSavedWhileItIsCopiedIsNotRemovedWithTheOldOne) {
-    for (const char* direction : {"--install", "--uninstall"}) {
-        writeFile(path, templateText("01 Ink Drop", "2.0"));
+TEST_F(UsersFileOnAnotherDisk, ThatAnOpenEditorWritesToWhileItIsCopiedIsNotRemovedWithTheOldOne) {
+    struct Moment {
+        const char* direction;
+        Arguments where;
+        const char* call;
+    };
+    const Arguments thisPath{"-P", path.string(), "-P", onDisk(path).string()};
+    for (const auto& [direction, where, call] : {Moment{"--install", thisPath, "renameat2:when=1"},
+                                                 Moment{"--uninstall", {}, "copy_file_range:when=1"}}) {
+        const std::string old = templateText("01 Ink Drop", "2.0");
+        writeFile(path, old);
         TreeSnapshot before = TreeSnapshot::of(disk->path());
-        StoppedRun stopped(program({direction}), {"-P", path.string(), "-P", onDisk(path).string()},
-                           "flistxattr,llistxattr,listxattr:when=1");
-        writeFile(path, savedMeanwhile);
+        std::fstream editor(path, std::ios::in | std::ios::out);
+        StoppedRun stopped(program({direction}), where, call);
+        editor << savedMeanwhile << std::flush;
         const Outcome outcome = stopped.goOn();
         EXPECT_EQ(outcome.status, 1);
         EXPECT_TRUE(outcome.error.starts_with(changed(path))) << outcome.error;
         EXPECT_TRUE(outcome.error.ends_with("\nÉtat précédent restauré.\n")) << outcome.error;
-        EXPECT_EQ(readFile(path), savedMeanwhile);
+        EXPECT_EQ(readFile(path), savedMeanwhile + old.substr(savedMeanwhile.size()));
         const std::string own = onDisk(path).lexically_relative(disk->path()).string();
         EXPECT_EQ(difference(before.without(own), TreeSnapshot::of(disk->path()).without(own)), "");
     }
 }
 
-TEST_F(UsersFileOnAnotherDisk, WhoseCopyIsShortIsNotRemoved) {
+TEST_F(UsersFileOnAnotherDisk, ThatIsSavedAnewWhileTheOldOneIsMovedIsKept) {
+    const std::string old = readFile(path);
+    const std::set<std::string> earlier = home.backupNames();
+    StoppedRun install(program({"--install"}), {"-P", path.string(), "-P", onDisk(path).string()},
+                       "renameat2:when=1");
+    writeFile(path, savedMeanwhile);
+    const fs::path backup = newBackup(home, earlier);
+    EXPECT_EQ(install.goOn().error,
+              "Impossible d’écrire « " + path.string() + " » : un élément porte déjà ce nom.\nSauvegarde : " +
+                  backup.string() + "\n" + keptText(backup, path) + "\nÉtat précédent restauré.\n");
+    EXPECT_EQ(readFile(path), old);
+    EXPECT_EQ(readFile(keptPath(backup, path)), savedMeanwhile);
+
+    StoppedRun uninstall(program({"--uninstall"}), {}, "copy_file_range:when=1");
+    writeFile(path, savedMeanwhile);
+    EXPECT_EQ(uninstall.goOn().status, 0);
+    EXPECT_EQ(readFile(path), savedMeanwhile);
+}
+
+TEST_F(UsersFileOnAnotherDisk, WhoseCopyIsNotWhatItWasIsNotRemoved) {
     const TreeSnapshot before = TreeSnapshot::of(disk->path());
-    const Launch launch =
-        injecting(program({"--install"}),
-                  {"-P", path.string(), "-P", onDisk(path).string(), "-e", "trace=copy_file_range,ioctl,read",
-                   "-e", "inject=ioctl:error=EOPNOTSUPP", "-e", "inject=copy_file_range:retval=0", "-e",
-                   "inject=read:retval=0:when=1"});
-    const Outcome outcome = Child(launch).wait();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(outcome.error.starts_with("Impossible de ")) << outcome.error; // to copy, or even to verify
-    EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
+    const std::string otherBytes = readFile(path).replace(0, 1, "?");
+    for (const std::string& copied : {std::string("short"), otherBytes}) {
+        const std::set<std::string> earlier = home.backupNames();
+        StoppedRun stopped(program({"--uninstall"}), {}, "utimensat:when=1");
+        for (const auto& item : fs::directory_iterator(newBackup(home, earlier) / "Templates/01 Ink Drop")) {
+            writeFile(item.path(), copied); // a disk that keeps something else
+        }
+        const Outcome outcome = stopped.goOn();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.error, testing::StartsWith("Impossible de copier « " + path.string() + " »"));
+        EXPECT_THAT(outcome.error, testing::EndsWith("\nÉtat précédent restauré.\n"));
+        EXPECT_EQ(difference(before, TreeSnapshot::of(disk->path())), "");
+    }
 }
 
 } // namespace

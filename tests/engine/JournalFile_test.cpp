@@ -58,7 +58,7 @@ TEST_F(JournalFileTest, IsTakenOverFromAProcessThatWasKilled) {
     const pid_t child = fork();
     if (child == 0) {
         const JournalFile file = begin();
-        file.recordUnregistered();
+        tests::writeFile(file.read().unregisteredMark(paths), "");
         kill(getpid(), SIGKILL);
     }
     int status = 0;

@@ -1,4 +1,5 @@
 #include "engine/Journal.hpp"
+#include "platform/Json.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/Throws.hpp"
 
@@ -14,14 +15,14 @@ struct JournalTest : testing::Test {
     PackPaths paths{installer};
     const std::string digest = std::string(64, 'a');
     const std::string transition = paths.inHome(paths.category / "é \n");
-    const std::string run = "{\"run\":\"01234567-89AB-CDEF-0123-456789ABCDEF\",\"legacyHidden\":true}\n";
+    const std::string run = "{\"legacyHidden\":true,\"run\":\"01234567-89AB-CDEF-0123-456789ABCDEF\"}\n";
     const std::string small =
         "Movies/Motion Templates.localized/Transitions.localized/Orvo Transitions/A/small.png";
 
     Journal example() const {
         return {"01234567-89AB-CDEF-0123-456789ABCDEF",
                 true,
-                true,
+                false,
                 {{"Movies", std::nullopt}, {transition, FolderState{0750, -5}}},
                 {{transition + "/small.png", digest, ""},
                  {transition + "/é \n.motr", "", digest},
@@ -45,7 +46,7 @@ struct JournalTest : testing::Test {
 
     static std::string entry(const std::string& path, const std::string& before = "",
                              const std::string& after = "") {
-        return R"({"path":")" + path + R"(","before":")" + before + R"(","after":")" + after + "\"}\n";
+        return platform::compactJson({{"path", path}, {"before", before}, {"after", after}}) + "\n";
     }
 };
 
@@ -53,13 +54,19 @@ TEST_F(JournalTest, ReadsWhatItWrites) {
     EXPECT_EQ(decode(encoded(example())), example());
 }
 
-TEST_F(JournalTest, ReadsALastLineThatIsHalfWritten) {
-    Journal expected = example();
-    expected.unregistered = false;
-    const std::string text = encoded(example());
-    EXPECT_EQ(decode(text.substr(0, text.size() - 1)), expected);
-    EXPECT_EQ(decode(text.substr(0, text.size() - unregisteredLine.size() + 1)), expected);
-    expectRefused(text.substr(0, text.size() - unregisteredLine.size() - 1));
+TEST_F(JournalTest, RefusesEveryOtherSpellingOfTheSame) {
+    const std::string text = run + entry(small);
+    ASSERT_NO_THROW(decode(text));
+    expectRefused(text.substr(0, text.size() - 1));
+    expectRefused(text + "{");
+    expectRefused(text + "\n");
+    expectRefused(" " + text);
+    expectRefused("{\"run\":\"01234567-89AB-CDEF-0123-456789ABCDEF\",\"legacyHidden\":true}\n" +
+                  entry(small));
+    expectRefused("{\"legacyHidden\":true,\"run\":\"01234567-89AB-CDEF-0123-456789ABCDEF\",\"x\":1}\n");
+    expectRefused(run + "{\"after\":\"\",\"before\":\"\",\"path\":\"" + small +
+                  "\"}\n");                                              // "/" has a "\\" before it
+    expectRefused(run + entry(small) + R"({"folder":"Movies"})" + "\n"); // folders come first
 }
 
 TEST_F(JournalTest, KeepsEachItemInTheBackupUnderTheNameThatItsPathImplies) {
@@ -104,9 +111,9 @@ TEST_F(JournalTest, RefusesPathsThatNoRunChanges) {
 
 TEST_F(JournalTest, RefusesFoldersThatLeadToNoneOfItsPaths) {
     const auto line = [&](const std::string& above, const std::string& rest) {
-        return run + entry(small) + R"({"folder":")" + above + "\"" + rest + "}\n";
+        return run + R"({"folder":)" + platform::compactJson(above) + rest + "}\n" + entry(small);
     };
-    const std::string state = R"(,"permissions":493,"modified":0)";
+    const std::string state = R"(,"modified":0,"permissions":493)";
     const std::string transitionFolder = std::filesystem::path(small).parent_path().string();
     EXPECT_NO_THROW(decode(line("Movies", "")));
     EXPECT_NO_THROW(decode(line(transitionFolder, state)));
@@ -114,23 +121,22 @@ TEST_F(JournalTest, RefusesFoldersThatLeadToNoneOfItsPaths) {
         expectRefused(line(foreign, ""));
     }
     expectRefused(line("Movies", state)); // the user's own to set
-    expectRefused(line(transitionFolder, R"(,"permissions":4096,"modified":0)"));
-    expectRefused(line(transitionFolder, R"(,"permissions":-1,"modified":0)"));
-    expectRefused(line(transitionFolder, R"(,"permissions":4294967296,"modified":0)"));
-    expectRefused(line(transitionFolder, R"(,"permissions":1.5,"modified":0)"));
+    expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":4096)"));
+    expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":-1)"));
+    expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":4294967296)"));
+    expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":1.5)"));
     expectRefused(line(transitionFolder, R"(,"permissions":1)"));
-    expectRefused(line("Movies", "") + R"({"folder":"Movies"})" + "\n");
+    expectRefused(run + R"({"folder":"Movies"})" + "\n" + R"({"folder":"Movies"})" + "\n" + entry(small));
 }
 
 TEST_F(JournalTest, RefusesWhatIsNoJournal) {
-    for (const char* text : {"", "{}\n", "[]\n", "x", "null\n", "\n", "{\"run\":1}\n", "{\"run\":\"../x\"}\n",
-                             "{\"unregistered\":true}\n"}) {
+    for (const char* text :
+         {"", "{}\n", "[]\n", "x", "null\n", "\n", "{\"run\":1}\n", "{\"run\":\"../x\"}\n"}) {
         expectRefused(text);
     }
     expectRefused(run + run);
     expectRefused(run + entry(small, "abc"));
     expectRefused(run + entry(small, "../" + std::string(61, 'a')));
-    expectRefused(run + "{\"unregistered\":false}\n");
     expectRefused(run + R"({"path":"x"})" + "\n");
     expectRefused(run + "x");
     expectRefused(run + std::string("\0\n", 2));
@@ -140,6 +146,15 @@ TEST_F(JournalTest, GivesUnfinishedItemsShortNamesOfTheRunsOwn) {
     const std::string longest(255, 'x');
     const std::filesystem::path temporary = example().temporary(folder / longest, 12, 'n');
     EXPECT_EQ(temporary, folder / ".orvo-01234567-89AB-CDEF-0123-456789ABCDEF-12n");
+}
+
+TEST_F(JournalTest, NamesItemsInAMessageAsTheUserKnowsThem) {
+    const std::string first = example().temporary(paths.category / "x", 0, 'n');
+    const std::string second = example().temporary(paths.home / "y", 1, 'o');
+    EXPECT_EQ(example().withKnownNames("« " + first + " » vers « " + second + " »"),
+              "« " + (paths.category / "small.png").string() + " » vers « " +
+                  (paths.home / "é \n.motr").string() + " »");
+    EXPECT_EQ(example().withKnownNames("« .orvo-x »"), "« .orvo-x »");
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-#include "engine/ItemDigest.hpp"
 #include "engine/Verification.hpp"
 #include "platform/Error.hpp"
+#include "platform/ItemDigest.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/Throws.hpp"
 
@@ -71,7 +71,7 @@ TEST_F(VerificationTest, CountsALinkByItsTarget) {
     std::filesystem::create_symlink(folder / "real", folder / "a");
     const FoundItems found = verify(installer, folder.path(), {{"a", digest}}, {{"a", digest}}, false);
     EXPECT_EQ(found.at("a").status->kind, platform::ItemStatus::Kind::link);
-    EXPECT_EQ(found.at("a").digest, itemDigest(installer, folder / "a"));
+    EXPECT_EQ(found.at("a").digest, platform::itemDigest(installer.fm, folder / "a"));
     tests::writeFile(folder / "real", "other contents");
     expectRefused({{"a", digest}}, {{"a", digest}}, false);
     std::filesystem::remove(folder / "real");

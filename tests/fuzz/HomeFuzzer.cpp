@@ -1,11 +1,10 @@
-#include "engine/Description.hpp"
 #include "engine/PackInstaller.hpp"
 #include "platform/Digest.hpp"
+#include "platform/Json.hpp"
 #include "tests/fuzz/FuzzTarget.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TreeSnapshot.hpp"
 
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using Json = nlohmann::json;
+using platform::Json;
 using Names = std::vector<std::string>;
 
 constexpr uid_t ordinaryUser = 54321;
@@ -291,7 +290,7 @@ private:
         }
         if (decisions.oneIn(4)) {
             makeItem(backup + "/Kept/" + paths.front());
-            makeItem(backup + "/Emptied/Templates/01 Ink Drop/small.png");
+            makeItem(backup + "/Emptied-" + digestOf(category + "/01 Ink Drop") + "/small.png");
         }
         write("Documents", documents);
         write(backup + "/Documents", treasure()); // for journals that name a path that is none of the pack's
@@ -354,7 +353,7 @@ private:
             return;
         }
         std::vector<std::string> lines{
-            Json::object({{"run", runId}, {"legacyHidden", decisions.oneIn(2)}}).dump()};
+            platform::compactJson({{"run", runId}, {"legacyHidden", decisions.oneIn(2)}})};
         std::set<std::string> folders;
         std::string entries;
         for (std::size_t entry = 0; entry < paths.size(); ++entry) {
@@ -362,10 +361,9 @@ private:
                 continue;
             }
             const std::string path = decisions.oneIn(48) ? somePath() : paths[entry];
-            entries += Json::object({{"path", path},
-                                     {"before", someDigest(entry, false)},
-                                     {"after", someDigest(entry, true)}})
-                           .dump() +
+            entries += platform::compactJson({{"path", path},
+                                              {"before", someDigest(entry, false)},
+                                              {"after", someDigest(entry, true)}}) +
                        "\n";
             folders.insert(fs::path(path).parent_path().string());
         }
@@ -377,7 +375,7 @@ private:
                     decisions.oneIn(8) ? std::int64_t{-1} : std::int64_t{1'582'934'400'000'000'000};
             }
             if (decisions.oneIn(2)) {
-                lines.push_back(line.dump());
+                lines.push_back(platform::compactJson(line));
             }
         }
         for (const std::string& line : lines) {
@@ -385,7 +383,7 @@ private:
         }
         journalText += entries;
         if (decisions.oneIn(8)) {
-            journalText += "{\"unregistered\":true}\n";
+            write(backup + "/unregistered", "");
         }
         if (decisions.oneIn(24)) { // cut, or one byte changed
             const std::size_t at = journalText.size() * decisions.below(256) / 256;

@@ -171,6 +171,14 @@ TEST_F(FileManagerTest, MovesOverNothing) {
     EXPECT_THAT(files.list(folder.path()), testing::ElementsAre("b", "free"));
 }
 
+TEST_F(FileManagerTest, MovesWhatMayBeGone) {
+    writeFile(folder / "a", "a");
+    EXPECT_TRUE(files.moveExisting(folder / "a", folder / "b", folder / "partial"));
+    EXPECT_FALSE(files.moveExisting(folder / "a", folder / "b", folder / "partial"));
+    EXPECT_THROW(void(files.moveExisting(folder / "b", folder / "none/b", folder / "partial")), Error);
+    EXPECT_EQ(readFile(folder / "b"), "a");
+}
+
 TEST_F(TwoFileSystemsTest, RenamesOnlyWithinOne) {
     const TemporaryFolder elsewhere("/dev/shm");
     writeFile(folder / "a", "a");

@@ -1,4 +1,4 @@
-#include "engine/PackRecords.hpp"
+#include "engine/InstallError.hpp"
 #include "platform/Locations.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/ui/RecordingToolkit.hpp"

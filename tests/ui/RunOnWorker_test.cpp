@@ -1,4 +1,4 @@
-#include "engine/PackRecords.hpp"
+#include "engine/InstallError.hpp"
 #include "tests/ui/RecordingToolkit.hpp"
 #include "ui/InstallerDelegate.hpp"
 

@@ -1,5 +1,4 @@
-#include "engine/Description.hpp"
-#include "engine/PackRecords.hpp"
+#include "engine/InstallError.hpp"
 #include "platform/Error.hpp"
 
 #include <gtest/gtest.h>

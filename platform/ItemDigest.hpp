@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/FileManager.hpp"
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+/// The SHA-256 of a text as 64 lowercase hexadecimal characters.
+std::string textDigest(std::string_view text);
+
+/// The same of a file's contents, links followed. Throws `Error`.
+std::string fileDigest(const FileManager& files, const std::filesystem::path& path);
+
+/// What an item is, links not followed: the digest of a file's contents, "link:" and that of a link's target,
+/// "folder:" and that of the names, kinds and digests of everything in a folder, "other:". Permissions and
+/// dates do not count. Empty when there is no item. Throws `Error`.
+std::string itemDigest(const FileManager& files, const std::filesystem::path& path);
+
+} // namespace platform

@@ -30,7 +30,7 @@ FILE_SYSTEMS = {one.name: one for one in (
     FileSystem("ext4 with fast commits", 16 * _MIB,
                ("mkfs.ext4", "-q", "-F", "-m", "0", "-b", "1024", "-O", "fast_commit"), "loop,commit=600"),
     FileSystem("btrfs", 128 * _MIB, ("mkfs.btrfs", "-q", "-m", "single"), "loop,commit=600"),
-    FileSystem("xfs", 300 * _MIB, ("mkfs.xfs", "-q", "-f"), "loop"),
+    FileSystem("xfs", 300 * _MIB, ("mkfs.xfs", "-q", "-f"), "loop,nouuid"),
 )}
 
 

@@ -19,7 +19,7 @@ from typing import Optional, Sequence
 import disks
 from baseline import Baseline, measure
 from cases import KINDS, Case, cases, sample
-from fixtures import scenarios
+from fixtures import Scenario, scenarios
 from isolation import isolate, mount_memory
 from report import Figures, table, write_page
 from tracing import HarnessError
@@ -66,6 +66,14 @@ def start_worker(folders: Folders, arguments: argparse.Namespace, baselines: lis
     global _worker
     signal.signal(signal.SIGTERM, signal.SIG_DFL)
     _worker = folders.world(f"worker-{os.getpid()}", arguments), baselines, deadline
+
+
+def work_out(scenario: Scenario, cuts: int, file_systems: Sequence[str]) -> tuple[Baseline, list[str], int]:
+    """What there is to try of a scenario, its problems, and how many runs that took."""
+    assert _worker
+    world = _worker[0]
+    runs = world.runs
+    return *measure(world, scenario, cuts, file_systems), world.runs - runs
 
 
 def work(case: Case) -> Optional[Outcome]:
@@ -125,17 +133,16 @@ def run_cases(arguments: argparse.Namespace, folders: Folders, figures: Figures,
     cuts = arguments.cuts or (2 if arguments.sample else 4)
     file_systems = usable_file_systems(arguments, folders)
     build_allocator(folders.allocator)
-    world = folders.world("baseline", arguments)
-    baselines, pending = [], []
-    for index, scenario in enumerate(chosen):
-        baseline, problems = measure(world, scenario, cuts, file_systems)
-        baselines.append(baseline)
+    with multiprocessing.Pool(arguments.jobs, start_worker, (folders, arguments, [], deadline)) as pool:
+        measured = pool.starmap(work_out, [(scenario, cuts, file_systems) for scenario in chosen], chunksize=1)
+    baselines, pending = [baseline for baseline, *_ in measured], []
+    for index, (baseline, problems, runs) in enumerate(measured):
         figures.measured(baseline, problems)
+        figures.runs += runs
         for problem in problems:
-            print(f"VIOLATION in {scenario.name}, nothing failing\n  {problem[:1500]}")
+            print(f"VIOLATION in {baseline.scenario.name}, nothing failing\n  {problem[:1500]}")
         pending += [case for case in cases(index, baseline, file_systems)
                     if (not arguments.kind or case.kind in arguments.kind) and arguments.case in case.name]
-    figures.runs += world.runs
     if arguments.sample:
         pending = sample(pending)
     else:

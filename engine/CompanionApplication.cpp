@@ -3,7 +3,7 @@
 #include "platform/Error.hpp"
 #include "platform/PropertyList.hpp"
 
-#include <optional>
+#include <string>
 
 namespace fs = std::filesystem;
 
@@ -21,22 +21,15 @@ fs::path extension(const fs::path& application) {
     return application / "Contents/PlugIns/OrvoTransitions.pluginkit";
 }
 
-/// Nothing when the list cannot be read.
-std::optional<std::string> ownershipList(const PackInstaller& installer, const fs::path& file) {
-    try {
-        return installer.fm.read(file, largestList);
-    } catch (const platform::Error&) {
-        return std::nullopt;
-    }
-}
-
 bool isOwn(const PackInstaller& installer, const fs::path& application) {
     const fs::path file = application / "Contents/Resources/orvo-owned.plist";
-    const std::optional<std::string> bytes = ownershipList(installer, file);
-    if (!bytes) {
+    std::string bytes;
+    try {
+        bytes = installer.fm.read(file, largestList);
+    } catch (const platform::Error&) {
         return false;
     }
-    const platform::PropertyList list = platform::parsePropertyList(*bytes, file);
+    const platform::PropertyList list = platform::parsePropertyList(bytes, file);
     const auto owner = list.strings.find("owner");
     return list.isDictionaryOfStrings && owner != list.strings.end() && owner->second == installer.owner;
 }

@@ -4,6 +4,9 @@
 #include "platform/ItemDigest.hpp"
 #include "platform/Json.hpp"
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -52,10 +55,9 @@ void check(const Journal& journal, const PackPaths& paths) {
     std::set<std::string> above;
     std::set<std::string> emptied;
     for (const JournalEntry& entry : journal.entries) {
-        const std::optional<std::string> backup = paths.backupPath(entry.path);
-        require(backup && isDigest(entry.before) && isDigest(entry.after));
+        require(paths.backupPath(entry.path) && isDigest(entry.before) && isDigest(entry.after));
         fs::path folder = fs::path(entry.path).parent_path();
-        if (backup->find('/') != std::string::npos) {
+        if (paths.isTemplate(entry.path)) {
             emptied.insert(folder.string());
         }
         for (; !folder.empty() && above.insert(folder.string()).second; folder = folder.parent_path()) {
@@ -67,10 +69,39 @@ void check(const Journal& journal, const PackPaths& paths) {
     }
 }
 
+/// Calls `look`; the same text for everything that is no journal of ours, so that nobody is left with a home
+/// that takes no run.
+template <typename Look>
+auto refusingForeign(const PackPaths& paths, Look look) {
+    const auto foreign = [&](const std::exception& failure) {
+        return InstallError(std::string(failure.what()) + "\nDéplacez « " + paths.journal.string() +
+                            " » ailleurs, puis réessayez. Les sauvegardes sont dans « " +
+                            paths.backups.string() + " ».");
+    };
+    try {
+        return look();
+    } catch (const InstallError& refusal) {
+        throw foreign(refusal);
+    } catch (const platform::Error& error) {
+        if (error.number() == EWOULDBLOCK) {
+            throw concurrentRun();
+        }
+        constexpr std::array noFile{ELOOP, EISDIR, ENXIO, EFBIG};
+        if (std::ranges::find(noFile, error.number()) != noFile.end()) {
+            throw foreign(error);
+        }
+        throw;
+    }
+}
+
 } // namespace
 
-fs::path Journal::saved(const PackPaths& paths, std::size_t entry) const {
-    return backup(paths) / paths.backupPath(entries[entry].path).value();
+Item Journal::item(const PackPaths& paths, std::size_t entry) const {
+    const fs::path path = paths.home / entries[entry].path;
+    const bool isStaged = path == paths.installedApplication;
+    return {path, isStaged ? staging(paths) / applicationName : temporary(path, entry, 'n'),
+            temporary(path, entry, 'o'), backup(paths) / paths.backupPath(entries[entry].path).value(),
+            temporary(path, entry, 'u')};
 }
 
 fs::path Journal::emptied(const PackPaths& paths, const std::string& folder) const {
@@ -138,6 +169,82 @@ Journal decodeJournal(std::string_view text, const PackPaths& paths, const fs::p
         throw refusal;
     } catch (const platform::Error&) { // not JSON
         throw refusal;
+    }
+}
+
+ConcurrentRunError concurrentRun() {
+    return ConcurrentRunError("Une autre installation est en cours, réessayez quand elle sera terminée.");
+}
+
+JournalFile JournalFile::begin(const PackInstaller& installer, const PackPaths& paths,
+                               const Journal& journal) {
+    const fs::path draft = journal.backup(paths) / "journal.jsonl";
+    installer.fm.writeNew(draft, [&](const auto& sink) { encodeJournal(journal, sink); });
+    try {
+        std::optional<platform::FileLock> lock = platform::FileLock::lock(draft);
+        if (!lock) {
+            throw concurrentRun();
+        }
+        installer.fm.synchronizeFileSystems({draft});
+        installer.fm.renameItem(draft, paths.journal);
+        JournalFile file(installer, paths, std::move(*lock));
+        try {
+            installer.fm.synchronize({paths.support});
+        } catch (const std::exception&) {
+            installer.fm.removeItem(paths.journal);
+            throw;
+        }
+        return file;
+    } catch (const platform::Error& error) {
+        installer.fm.removeItem(draft);
+        if (error.number() == EEXIST) {
+            throw concurrentRun();
+        }
+        throw;
+    }
+}
+
+std::optional<JournalFile> JournalFile::takeOver(const PackInstaller& installer, const PackPaths& paths) {
+    return refusingForeign(paths, [&]() -> std::optional<JournalFile> {
+        while (std::optional<platform::FileLock> lock = platform::FileLock::lock(paths.journal)) {
+            // The run may have ended, and another begun, between the opening and the locking.
+            if (lock->locks(paths.journal)) {
+                return JournalFile(installer, paths, std::move(*lock));
+            }
+        }
+        return std::nullopt;
+    });
+}
+
+Journal JournalFile::read() const {
+    const platform::FileManager& fm = installer->fm;
+    return refusingForeign(*paths, [&] {
+        Journal journal = decodeJournal(fm.read(paths->journal, largestRecord), *paths, paths->journal);
+        for (const fs::path& item : {paths->journal, journal.backup(*paths)}) {
+            if (fm.existsNoFollow(item) && !fm.belongsToUser(item)) {
+                throw InstallError("« " + item.string() + " » appartient à un autre utilisateur.");
+            }
+        }
+        journal.unregistered = fm.existsNoFollow(journal.unregisteredMark(*paths));
+        return journal;
+    });
+}
+
+void JournalFile::end() {
+    try {
+        installer->fm.removeItem(paths->journal);
+    } catch (const platform::Error& error) {
+        if (installer->fm.existsNoFollow(paths->journal)) {
+            throw;
+        }
+        ended = true;
+        throw UnconfirmedError(error.what());
+    }
+    ended = true;
+    try {
+        installer->fm.synchronize({paths->support});
+    } catch (const platform::Error& error) {
+        throw UnconfirmedError(error.what());
     }
 }
 

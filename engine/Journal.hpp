@@ -1,6 +1,7 @@
 #pragma once
 
 #include "engine/PackPaths.hpp"
+#include "platform/FileLock.hpp"
 
 #include <cstdint>
 #include <filesystem>
@@ -9,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace engine {
@@ -21,6 +23,15 @@ struct JournalEntry {
     std::string after;
 
     friend bool operator==(const JournalEntry&, const JournalEntry&) = default;
+};
+
+/// The path of an entry, and those that its items have on their way.
+struct Item {
+    std::filesystem::path path;
+    std::filesystem::path prepared; ///< the new item, before it gets the path
+    std::filesystem::path aside;    ///< the original beside its path, before it gets into the backup folder
+    std::filesystem::path saved;    ///< the original in the backup folder
+    std::filesystem::path examined; ///< what an undo has found at the path
 };
 
 /// What a run found of a transition folder.
@@ -48,8 +59,8 @@ struct Journal {
     std::filesystem::path backup(const PackPaths& paths) const { return paths.backups / id; }
     std::filesystem::path staging(const PackPaths& paths) const { return paths.support / ("Staging-" + id); }
 
-    /// Where the item of an entry is kept.
-    std::filesystem::path saved(const PackPaths& paths, std::size_t entry) const;
+    /// The paths of the item of the entry with this number.
+    Item item(const PackPaths& paths, std::size_t entry) const;
 
     /// A copy of a transition folder that the run has emptied and removed, for what belongs to the folder
     /// itself.
@@ -65,8 +76,10 @@ struct Journal {
     std::vector<std::filesystem::path> changedFolders(const PackPaths& paths) const;
 
     /// A name beside the path, for an item that is not finished or about to go. Nobody else's item has it: it
-    /// is made of the run's UUID, the number of the entry and a letter.
-    std::filesystem::path temporary(const std::filesystem::path& path, std::size_t entry, char letter) const;
+    /// is made of the run's UUID, the number of the entry and a letter, by default that of an item that is
+    /// being copied.
+    std::filesystem::path temporary(const std::filesystem::path& path, std::size_t entry,
+                                    char letter = 'c') const;
 
     /// The text with such names replaced by those that the user knows.
     std::string withKnownNames(std::string text) const;
@@ -80,5 +93,52 @@ void encodeJournal(const Journal& journal, const std::function<void(std::string_
 /// Throws InstallError, naming `source`, for every text that no run writes: what it says must be encoded by
 /// this very text, with paths that runs change and folders that lead to them.
 Journal decodeJournal(std::string_view text, const PackPaths& paths, const std::filesystem::path& source);
+
+/// Another run is at work, or has just been; this one has changed nothing.
+class ConcurrentRunError : public InstallError {
+public:
+    using InstallError::InstallError;
+};
+
+/// What a run says that finds another one at work.
+ConcurrentRunError concurrentRun();
+
+/// The journal is gone, but the disk has not confirmed it.
+class UnconfirmedError : public InstallError {
+public:
+    using InstallError::InstallError;
+};
+
+/// The journal in the support folder, from before the first change of a run until it is committed or wholly
+/// undone. The run locks the file as long as it lives.
+class JournalFile {
+public:
+    /// Writes the journal: it appears whole, locked and on the disk, with everything written before to its
+    /// file system, or not at all. Throws ConcurrentRunError when another run has begun.
+    static JournalFile begin(const PackInstaller& installer, const PackPaths& paths, const Journal& journal);
+
+    /// The journal of a run that was cut short; nothing when there is none. Throws ConcurrentRunError when
+    /// that run is alive, InstallError when the file is none of ours, with what to do then.
+    static std::optional<JournalFile> takeOver(const PackInstaller& installer, const PackPaths& paths);
+
+    /// What the file says. Throws InstallError as above.
+    Journal read() const;
+
+    /// Removes the file, durably. After platform::Error it still exists; after UnconfirmedError it is gone,
+    /// and may be there again after a power failure.
+    void end();
+
+    /// Whether the file has been removed.
+    bool isEnded() const { return ended; }
+
+private:
+    JournalFile(const PackInstaller& owner, const PackPaths& where, platform::FileLock locked)
+        : installer(&owner), paths(&where), lock(std::move(locked)) {}
+
+    const PackInstaller* installer;
+    const PackPaths* paths;
+    platform::FileLock lock;
+    bool ended = false;
+};
 
 } // namespace engine

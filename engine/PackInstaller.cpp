@@ -8,7 +8,7 @@
 #include "platform/Locations.hpp"
 
 #include <algorithm>
-#include <iterator>
+#include <cerrno>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -32,16 +32,14 @@ void refuseRunningEditor(const PackInstaller& installer) {
 /// that locks no folders, cannot be locked: there the journal keeps the runs apart once they change
 /// something.
 std::optional<platform::FileLock> lockHome(const fs::path& home) {
-    std::optional<platform::FileLock> lock;
     try {
-        lock = platform::FileLock::tryLock(home);
-    } catch (const platform::Error&) {
+        return platform::FileLock::lock(home);
+    } catch (const platform::Error& error) {
+        if (error.number() == EWOULDBLOCK) {
+            throw concurrentRun();
+        }
         return std::nullopt;
     }
-    if (!lock) {
-        throw concurrentRun();
-    }
-    return lock;
 }
 
 void carryOut(Transaction& transaction) {
@@ -122,15 +120,11 @@ void PackInstaller::mkdir(const fs::path& folder) const {
 }
 
 std::string PackInstaller::relative(const fs::path& path, const fs::path& base) const {
-    const fs::path inside = fm.resolved(path);
-    const fs::path outside = fm.resolved(base);
-    const auto [rest, end] = std::mismatch(inside.begin(), inside.end(), outside.begin(), outside.end());
-    if (end != outside.end()) {
+    const fs::path below = fm.resolved(path).lexically_relative(fm.resolved(base));
+    if (below.empty() || *below.begin() == "..") {
         return "<outside>";
     }
-    fs::path result;
-    std::for_each(rest, inside.end(), [&](const fs::path& component) { result /= component; });
-    return result.string();
+    return below == "." ? "" : below.string();
 }
 
 std::string PackInstaller::hash(const fs::path& file) const {

@@ -35,6 +35,11 @@ struct PackPaths {
     /// folder; nothing for a path that no run changes. "Movies/…/Orvo Transitions/01 Silk Fade/small.png"
     /// gives "Templates/01 Silk Fade/small.png".
     std::optional<std::string> backupPath(const std::string& path) const;
+
+    /// Whether the path in the home folder, which has such a name, is that of a transition's file.
+    bool isTemplate(const std::string& path) const {
+        return backupPath(path)->find('/') != std::string::npos;
+    }
 };
 
 } // namespace engine

@@ -223,14 +223,11 @@ private:
     void recordFolders() {
         for (const JournalEntry& entry : plan.journal.entries) {
             const fs::path folder = fs::path(entry.path).parent_path();
-            const bool isTransition = paths.backupPath(entry.path)->find('/') != std::string::npos;
-            if (plan.journal.folders.contains(folder.string())) {
-                continue;
-            }
             recordFolder(folder);
             const std::optional<platform::ItemStatus> status = fm.status(paths.home / folder);
-            if (isTransition && status && status->kind == Kind::folder) {
-                plan.journal.folders[folder.string()] = FolderState{status->permissions, status->modified};
+            if (paths.isTemplate(entry.path) && status && status->kind == Kind::folder) {
+                plan.journal.folders.emplace(folder.string(),
+                                             FolderState{status->permissions, status->modified});
             }
         }
     }

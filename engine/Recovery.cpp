@@ -28,7 +28,7 @@ public:
             attempt([&, &path = folder, &found = state] { makeEmptiedFolder(path, found); });
         }
         for (std::size_t entry = journal.entries.size(); entry-- > 0;) {
-            attempt([&] { restore(entry); }, notRestored(pathOf(entry)));
+            attempt([&] { restore(entry); }, notRestored(paths.home / journal.entries[entry].path));
         }
         attempt([&] {
             if (installer.exists(paths.legacy)) {
@@ -79,64 +79,54 @@ private:
 
     void restore(std::size_t entry) {
         const auto& [name, before, after] = journal.entries[entry];
-        const fs::path path = paths.home / name;
-        const fs::path aside = journal.temporary(path, entry, 'o');
-        removeUnfinished(entry);
-        const std::string now = platform::itemDigest(fm, path);
-        const std::optional<fs::path> original = findOriginal(entry);
-        const bool isAsBefore =
-            now == before && (before != after || !original || platform::itemDigest(fm, *original) != before);
-        if (!isAsBefore && original) {
-            putBack(*original, entry);
-        } else if (!isAsBefore) {
-            judgeWithoutOriginal(entry, now);
+        const Item item = journal.item(paths, entry);
+        for (const fs::path& unfinished :
+             {journal.temporary(item.path, entry, 'n'), journal.temporary(item.path, entry),
+              journal.temporary(item.saved, entry)}) {
+            fm.removeItem(unfinished);
         }
-        settle(aside, before, path, entry); // the original is at its path again, another way
-    }
-
-    /// Items that were being made, and one that an undo was looking at when it was cut short.
-    void removeUnfinished(std::size_t entry) {
-        const fs::path path = pathOf(entry);
-        fm.removeItem(journal.temporary(path, entry, 'n'));
-        fm.removeItem(journal.temporary(path, entry, 'c'));
-        fm.removeItem(journal.temporary(journal.saved(paths, entry), entry, 'c'));
-        settle(journal.temporary(path, entry, 'u'), journal.entries[entry].after, path, entry);
+        settle(item.examined, after, entry); // an undo was cut short
+        const std::string now = platform::itemDigest(fm, item.path);
+        const std::optional<fs::path> original = findOriginal(item, before);
+        if (now != before || (before == after && original && platform::itemDigest(fm, *original) == before)) {
+            original ? putBack(*original, entry) : judgeWithoutOriginal(entry, now);
+        }
+        settle(item.aside, before, entry); // the original is at its path again, another way
     }
 
     /// What existed at the path: set aside beside it, or in the backup folder. Between two disks both exist
     /// until the run ends; a folder that was set aside may be half removed by then.
-    std::optional<fs::path> findOriginal(std::size_t entry) const {
-        const fs::path aside = journal.temporary(pathOf(entry), entry, 'o');
-        const fs::path saved = journal.saved(paths, entry);
-        const bool isSaved = fm.existsNoFollow(saved);
-        if (fm.existsNoFollow(aside) && (!isSaved || !fm.isFolder(aside) ||
-                                         platform::itemDigest(fm, aside) == journal.entries[entry].before)) {
-            return aside;
+    std::optional<fs::path> findOriginal(const Item& item, const std::string& before) const {
+        const bool isSaved = fm.existsNoFollow(item.saved);
+        if (fm.existsNoFollow(item.aside) &&
+            (!isSaved || !fm.isFolder(item.aside) || platform::itemDigest(fm, item.aside) == before)) {
+            return item.aside;
         }
-        return isSaved ? std::optional(saved) : std::nullopt;
+        return isSaved ? std::optional(item.saved) : std::nullopt;
     }
 
     /// The run has not reached the path, or what it had saved is gone.
     void judgeWithoutOriginal(std::size_t entry, const std::string& now) {
-        const auto& [path, before, after] = journal.entries[entry];
+        const auto& [name, before, after] = journal.entries[entry];
         const bool isOwn = !now.empty() && now == after;
         if (isOwn) {
             clear(entry);
         }
         if (!before.empty() && (isOwn || now.empty())) {
-            note(notRestored(paths.home / path) + "il n’en existe pas de copie.");
+            note(notRestored(paths.home / name) + "il n’en existe pas de copie.");
             undone.isRestored = false;
         }
     }
 
     /// Somebody may write to the path at any moment, so it is cleared again when it is not free.
     void putBack(const fs::path& original, std::size_t entry) {
-        const fs::path path = pathOf(entry);
+        const fs::path path = journal.item(paths, entry).path;
         fm.makeFolder(path.parent_path());
         for (int triesLeft = 3;; --triesLeft) {
             clear(entry);
+            fm.removeItem(journal.temporary(path, entry)); // of the try before
             try {
-                move(original, path, entry);
+                fm.moveItem(original, path, journal.temporary(path, entry));
                 return;
             } catch (const platform::Error& error) {
                 if (error.number() != EEXIST || triesLeft == 0) {
@@ -149,49 +139,45 @@ private:
     /// Frees the path. The item gets another name before it is looked at, so that nobody changes it in
     /// between.
     void clear(std::size_t entry) {
-        const fs::path path = pathOf(entry);
-        const fs::path item = journal.temporary(path, entry, 'u');
-        if (fm.moveExisting(path, item, journal.temporary(path, entry, 'c'))) {
-            settle(item, journal.entries[entry].after, path, entry);
+        const Item item = journal.item(paths, entry);
+        if (fm.moveExisting(item.path, item.examined, journal.temporary(item.path, entry))) {
+            settle(item.examined, journal.entries[entry].after, entry);
         }
     }
 
-    /// Removes an item that was at the path when it has this digest, and keeps it otherwise.
-    void settle(const fs::path& item, const std::string& own, const fs::path& path, std::size_t entry) {
-        if (!fm.existsNoFollow(item)) {
+    /// Removes an item that was at the path, if there is one, when it has this digest, and keeps it
+    /// otherwise.
+    void settle(const fs::path& found, const std::string& own, std::size_t entry) {
+        if (!fm.existsNoFollow(found)) {
             return;
         }
-        if (!own.empty() && platform::itemDigest(fm, item) == own) {
-            fm.removeItem(item);
+        if (!own.empty() && platform::itemDigest(fm, found) == own) {
+            fm.removeItem(found);
         } else {
-            keep(item, path, entry);
+            keep(found, entry);
         }
     }
 
     /// Moves an item of the user's into the backup folder.
-    void keep(const fs::path& item, const fs::path& path, std::size_t entry) {
+    void keep(const fs::path& found, std::size_t entry) {
+        const std::string& name = journal.entries[entry].path;
         const fs::path backup = journal.backup(paths);
-        fs::path target = backup / "Kept" / paths.inHome(path);
+        fs::path target = backup / "Kept" / name;
         for (int next = 2; fm.existsNoFollow(target); ++next) {
-            target = backup / ("Kept-" + std::to_string(next)) / paths.inHome(path);
+            target = backup / ("Kept-" + std::to_string(next)) / name;
         }
         try {
             fm.makeFolder(target.parent_path(), 0700);
-            move(item, target, entry);
+            fm.removeItem(journal.temporary(target, entry)); // a disk may have failed while it was copied
+            fm.moveItem(found, target, journal.temporary(target, entry));
         } catch (const std::exception&) {
-            if (!fm.existsNoFollow(path)) {
-                fm.renameItem(item, path);
+            if (!fm.existsNoFollow(paths.home / name)) {
+                fm.renameItem(found, paths.home / name);
             }
             throw;
         }
-        note("« " + path.string() + " » avait changé entre-temps, et c’est conservé dans « " +
+        note("« " + (paths.home / name).string() + " » avait changé entre-temps, et c’est conservé dans « " +
              target.string() + " ».");
-    }
-
-    void move(const fs::path& from, const fs::path& to, std::size_t entry) {
-        const fs::path partial = journal.temporary(to, entry, 'c');
-        fm.removeItem(partial);
-        fm.moveItem(from, to, partial);
     }
 
     /// A registration that cannot be given back stops nobody.
@@ -220,8 +206,6 @@ private:
             fm.setModified(path, state->modified);
         }
     }
-
-    fs::path pathOf(std::size_t entry) const { return paths.home / journal.entries[entry].path; }
 
     const PackInstaller& installer;
     const platform::FileManager& fm;

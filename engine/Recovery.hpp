@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/JournalFile.hpp"
+#include "engine/Journal.hpp"
 
 #include <string>
 

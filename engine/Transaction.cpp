@@ -4,6 +4,7 @@
 #include "engine/Recovery.hpp"
 #include "platform/Error.hpp"
 #include "platform/ItemDigest.hpp"
+#include "platform/Parallel.hpp"
 
 #include <cerrno>
 
@@ -34,7 +35,7 @@ void Transaction::makeBackupFolders() const {
     fm.makeFolder(backup, ownersOnly);
     for (std::size_t entry = 0; entry < plan.changes.size(); ++entry) {
         if (plan.changes[entry].found) {
-            fm.makeFolder(journal.saved(paths, entry).parent_path());
+            fm.makeFolder(itemOf(entry).saved.parent_path());
         }
     }
 }
@@ -42,7 +43,7 @@ void Transaction::makeBackupFolders() const {
 /// Where the home could not be locked, another run may have come and gone since the manifests were read.
 void Transaction::refuseOvertakenRun() {
     for (std::size_t entry = 0; entry < plan.changes.size(); ++entry) {
-        const fs::path path = pathOf(entry);
+        const fs::path path = itemOf(entry).path;
         if ((path == paths.installedManifest || path == paths.legacyManifest) &&
             fm.status(path) != plan.changes[entry].found) {
             Undone nothing;
@@ -75,16 +76,9 @@ void Transaction::forEachChange(void (Transaction::*step)(std::size_t)) {
     }
 }
 
-/// The application waits in the staging folder, a file beside its path under a name that nobody knows.
-fs::path Transaction::preparedPath(std::size_t entry) const {
-    const fs::path path = pathOf(entry);
-    return path == paths.installedApplication ? journal.staging(paths) / applicationName
-                                              : journal.temporary(path, entry, 'n');
-}
-
 void Transaction::prepare(std::size_t entry) {
     if (plan.changes[entry].make) {
-        const fs::path prepared = preparedPath(entry);
+        const fs::path prepared = itemOf(entry).prepared;
         fm.makeFolder(prepared.parent_path());
         plan.changes[entry].make(prepared);
     }
@@ -93,32 +87,30 @@ void Transaction::prepare(std::size_t entry) {
 /// The item gets another name beside its path before it is looked at, so that nobody changes it in between,
 /// and from there its path in the backup folder.
 void Transaction::preserve(std::size_t entry) {
-    const fs::path path = pathOf(entry);
-    const fs::path aside = journal.temporary(path, entry, 'o');
-    const fs::path saved = journal.saved(paths, entry);
     if (!plan.changes[entry].found) {
         return;
     }
-    if (plan.unregisters && path == paths.installedApplication) {
+    const Item item = itemOf(entry);
+    if (plan.unregisters && item.path == paths.installedApplication) {
         unregister();
     }
-    if (!fm.moveExisting(path, aside, journal.temporary(path, entry, 'c'))) {
+    if (!fm.moveExisting(item.path, item.aside, journal.temporary(item.path, entry))) {
         return; // its owner has removed it meanwhile
     }
-    refuseChanged(aside, entry);
+    refuseChanged(item.aside, entry);
     try {
-        fm.renameItem(aside, saved);
+        fm.renameItem(item.aside, item.saved);
     } catch (const platform::Error& error) {
         if (error.number() != EXDEV) {
             throw;
         }
-        const fs::path partial = journal.temporary(saved, entry, 'c');
-        fm.copyItem(aside, partial);
-        refuseChanged(aside, entry);
-        if (platform::itemDigest(fm, partial) != journal.entries[entry].before) {
-            throw platform::fileError("copier", path, "la copie diffère de l’original");
+        const fs::path copy = journal.temporary(item.saved, entry);
+        fm.copyItem(item.aside, copy);
+        refuseChanged(item.aside, entry);
+        if (platform::itemDigest(fm, copy) != journal.entries[entry].before) {
+            throw platform::fileError("copier", item.path, "la copie diffère de l’original");
         }
-        fm.renameItem(partial, saved);
+        fm.renameItem(copy, item.saved);
     }
 }
 
@@ -127,28 +119,28 @@ void Transaction::put(std::size_t entry) {
     if (!plan.changes[entry].make) {
         return;
     }
-    const fs::path path = pathOf(entry);
-    fm.makeFolder(path.parent_path());
+    const Item item = itemOf(entry);
+    fm.makeFolder(item.path.parent_path());
     try {
-        fm.moveItem(preparedPath(entry), path, journal.temporary(path, entry, 'c'));
+        fm.moveItem(item.prepared, item.path, journal.temporary(item.path, entry));
     } catch (const platform::Error& error) {
-        throw error.number() != 0 ? platform::fileError("écrire", path, error.number()) : error;
+        throw error.number() != 0 ? platform::fileError("écrire", item.path, error.number()) : error;
+    }
+}
+
+/// An original that the backup folder holds as a copy.
+void Transaction::removeAside(std::size_t entry) {
+    const fs::path aside = itemOf(entry).aside;
+    if (fm.existsNoFollow(aside)) {
+        refuseChanged(aside, entry);
+        fm.removeItem(aside);
     }
 }
 
 /// Whatever name the item has by now; a program may have had it open.
 void Transaction::refuseChanged(const fs::path& item, std::size_t entry) const {
     if (!isStill(installer, item, plan.changes[entry].found, journal.entries[entry].before)) {
-        throw changedFile(pathOf(entry));
-    }
-}
-
-/// An original that the backup folder holds as a copy.
-void Transaction::removeAside(std::size_t entry) {
-    const fs::path aside = journal.temporary(pathOf(entry), entry, 'o');
-    if (fm.existsNoFollow(aside)) {
-        refuseChanged(aside, entry);
-        fm.removeItem(aside);
+        throw changedFile(itemOf(entry).path);
     }
 }
 
@@ -168,7 +160,11 @@ void Transaction::verify() const {
     if (!plan.installs) {
         return;
     }
-    verifyCopies(installer, paths.category, plan.copies);
+    platform::forEachInParallel(plan.copies, [this](const auto& copy) {
+        if (installer.hash(paths.category / copy.first) != copy.second) {
+            throw InstallError("Vérification du template échouée : " + copy.first);
+        }
+    });
     if (platform::itemDigest(fm, paths.installedApplication) != journal.entries.back().after) {
         throw InstallError("Vérification de l’application échouée : " + paths.installedApplication.string());
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/JournalFile.hpp"
+#include "engine/Journal.hpp"
 #include "engine/Plan.hpp"
 
 #include <exception>
@@ -40,16 +40,15 @@ private:
     void forEachChange(void (Transaction::*step)(std::size_t entry));
     void prepare(std::size_t entry);
     void preserve(std::size_t entry);
-    void refuseChanged(const std::filesystem::path& item, std::size_t entry) const;
     void put(std::size_t entry);
     void removeAside(std::size_t entry);
+    void refuseChanged(const std::filesystem::path& item, std::size_t entry) const;
     void verify() const;
     void removeEmptiedFolders() const;
     void unregister();
     void synchronize() const;
 
-    std::filesystem::path pathOf(std::size_t entry) const { return paths.home / journal.entries[entry].path; }
-    std::filesystem::path preparedPath(std::size_t entry) const;
+    Item itemOf(std::size_t entry) const { return journal.item(paths, entry); }
 
     const PackInstaller& installer;
     const platform::FileManager& fm;

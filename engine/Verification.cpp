@@ -64,13 +64,4 @@ FoundItems verify(const PackInstaller& installer, const fs::path& folder, const 
     return items;
 }
 
-void verifyCopies(const PackInstaller& installer, const fs::path& folder, const FileTable& files) {
-    platform::forEachInParallel(files, [&](const auto& file) {
-        const auto& [path, expected] = file;
-        if (installer.hash(folder / path) != expected) {
-            throw InstallError("Vérification du template échouée : " + path);
-        }
-    });
-}
-
 } // namespace engine

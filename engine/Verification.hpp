@@ -32,11 +32,6 @@ bool isStill(const PackInstaller& installer, const std::filesystem::path& path,
 FoundItems verify(const PackInstaller& installer, const std::filesystem::path& folder, const FileTable& files,
                   const FileTable& known, bool uninstall);
 
-/// Checks that every file of the table has its digest in the folder. Throws InstallError for the first that
-/// has not.
-void verifyCopies(const PackInstaller& installer, const std::filesystem::path& folder,
-                  const FileTable& files);
-
 /// The error for a file that is not what the run may replace or remove.
 InstallError changedFile(const std::filesystem::path& path);
 

@@ -12,10 +12,10 @@ namespace platform {
 /// however it ends; child processes do not inherit it.
 class FileLock {
 public:
-    /// Locks the existing regular file or folder; nothing when another process has locked it. Throws `Error`
-    /// when it cannot be opened, with the number ENOENT when it is not there, and where the disk has no
-    /// locks.
-    static std::optional<FileLock> tryLock(const std::filesystem::path& path);
+    /// Locks the existing regular file or folder; nothing when there is none. Throws `Error`: with the number
+    /// EWOULDBLOCK when another process has locked it, with another one when it cannot be opened and where
+    /// the disk has no locks.
+    static std::optional<FileLock> lock(const std::filesystem::path& path);
 
     /// True while the file that is locked is the one that exists at the path.
     bool locks(const std::filesystem::path& path) const;

@@ -42,6 +42,36 @@ Json parseJson(std::string_view text, const std::filesystem::path& source) {
     }
 }
 
+const Json& requiredValue(const Json& object, const char* key, const std::filesystem::path& source) {
+    if (!object.is_object()) {
+        throw fileError("lire", source, "un objet JSON est attendu");
+    }
+    const auto found = object.find(key);
+    if (found == object.end()) {
+        throw fileError("lire", source, std::string("la clé « ") + key + " » manque");
+    }
+    return *found;
+}
+
+const std::string& textOf(const Json& value, const std::string& name, const std::filesystem::path& source) {
+    if (!value.is_string()) {
+        throw fileError("lire", source, "la valeur de « " + name + " » n’est pas un texte");
+    }
+    return value.get_ref<const std::string&>();
+}
+
+std::optional<bool> optionalBoolean(const Json& object, const char* key,
+                                    const std::filesystem::path& source) {
+    const auto found = object.find(key);
+    if (found == object.end() || found->is_null()) {
+        return std::nullopt;
+    }
+    if (!found->is_boolean()) {
+        throw fileError("lire", source, std::string("la valeur de « ") + key + " » n’est ni vraie ni fausse");
+    }
+    return found->get<bool>();
+}
+
 std::string compactJson(const Json& document) {
     const std::string plain = document.dump();
     std::string escaped;

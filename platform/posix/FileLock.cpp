@@ -16,24 +16,25 @@ namespace {
 Descriptor openForLocking(const std::filesystem::path& path) {
     Descriptor file(
         retrying([&] { return ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
-    return file ? std::move(file) : parts::openForReading(path, O_NOFOLLOW);
+    return file || errno == ENOENT || errno == ENOTDIR ? std::move(file)
+                                                       : parts::openForReading(path, O_NOFOLLOW);
 }
 
 } // namespace
 
-std::optional<FileLock> FileLock::tryLock(const std::filesystem::path& path) {
+std::optional<FileLock> FileLock::lock(const std::filesystem::path& path) {
     Descriptor file = openForLocking(path);
+    if (!file) {
+        return std::nullopt;
+    }
     struct stat found {};
     if (::fstat(file.get(), &found) != 0 || (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode))) {
         throw fileError("lire", path, ENXIO);
     }
-    if (retrying([&] { return ::flock(file.get(), LOCK_EX | LOCK_NB); }) == 0) {
-        return FileLock(std::move(file));
+    if (retrying([&] { return ::flock(file.get(), LOCK_EX | LOCK_NB); }) != 0) {
+        throw fileError("réserver", path, errno);
     }
-    if (errno == EWOULDBLOCK) {
-        return std::nullopt;
-    }
-    throw fileError("réserver", path, errno);
+    return FileLock(std::move(file));
 }
 
 bool FileLock::locks(const std::filesystem::path& path) const {

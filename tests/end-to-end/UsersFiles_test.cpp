@@ -175,6 +175,23 @@ TEST_F(UsersFile, OfTheLongestNameIsInstalledAndUndoneLikeAnother) {
     EXPECT_TRUE(fs::is_empty(home.category));
 }
 
+TEST_F(UsersFile, ThatReplacesANewTemplateBeforeItIsVerifiedIsKept) {
+    if (!canInject()) {
+        GTEST_SKIP() << "strace cannot trace here";
+    }
+    const TreeSnapshot before = home.kept();
+    StoppedRun stopped(program({"--install"}), {"-P", path.string()}, "renameat2:when=1");
+    writeFile(path, savedMeanwhile);
+    const Outcome outcome = stopped.goOn();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(
+        outcome.error.starts_with("Vérification du template échouée : 01 Ink Drop/01 Ink Drop.motr\n"))
+        << outcome.error;
+    EXPECT_EQ(readFile(path), savedMeanwhile);
+    fs::remove_all(home.folder / "Movies/Motion Templates.localized"); // with what leads to the file
+    EXPECT_EQ(difference(before, home.kept()), "");
+}
+
 /// Movies on a file system of its own, so that originals reach the backup as copies.
 struct UsersFileOnAnotherDisk : UsersFile {
     std::optional<TemporaryFolder> disk;

@@ -1,4 +1,4 @@
-#include "engine/JournalFile.hpp"
+#include "engine/Journal.hpp"
 #include "platform/Error.hpp"
 #include "platform/Uuid.hpp"
 #include "tests/support/TemporaryFolder.hpp"

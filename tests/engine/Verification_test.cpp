@@ -86,12 +86,4 @@ TEST_F(VerificationTest, ThrowsTheReadErrorForAFolder) {
               "Impossible de lire « " + (folder / "folder").string() + " » : c’est un dossier.");
 }
 
-TEST_F(VerificationTest, ComparesCopiesByTheirDigest) {
-    EXPECT_NO_THROW(verifyCopies(installer, folder.path(), {{"a", digest}}));
-    EXPECT_EQ(messageOf<InstallError>([&] {
-                  verifyCopies(installer, folder.path(), {{"a", "x"}});
-              }),
-              "Vérification du template échouée : a");
-}
-
 } // namespace

@@ -1,6 +1,7 @@
 #include "tests/end-to-end/EndToEnd.hpp"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
@@ -137,6 +138,35 @@ TEST_F(UsersFile, InTheWayOfAnUndoAfterACutIsKeptAndNamed) {
     EXPECT_EQ(readFile(path), templateText("01 Ink Drop", "2.0"));
     EXPECT_EQ(readFile(keptPath(backup, path)), savedMeanwhile);
     EXPECT_EQ(readFile(own), savedMeanwhile);
+}
+
+/// What is saved of a user's files, where everybody may read and write what is new.
+struct Backup : EndToEnd {
+    const mode_t umask = ::umask(0);
+
+    void TearDown() override { ::umask(umask); }
+
+    /// Nobody but the owner can go through the folders down to the run's own backup.
+    void expectPrivate(const fs::path& backup) const {
+        for (const fs::path& inner : {home.support, home.backups, backup}) {
+            EXPECT_EQ(fs::status(inner).permissions(), fs::perms(0700)) << inner;
+        }
+    }
+};
+
+TEST_F(Backup, IsReadableToItsOwnerOnly) {
+    home.fillAsLongUsed();
+    expectPrivate(install());
+}
+
+TEST_F(Backup, IsReadableToItsOwnerOnlyInABareHome) {
+    fs::remove_all(home.folder / "Library");
+    expectPrivate(install());
+}
+
+TEST_F(Backup, IsReadableToItsOwnerOnlyAfterAnUninstall) {
+    home.fillAsLongUsed();
+    expectPrivate(uninstall());
 }
 
 TEST_F(UsersFile, WithTheNameOfAnUnfinishedItemSurvives) {

@@ -1,6 +1,7 @@
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TreeSnapshot.hpp"
 #include "ui/ControlTable.hpp"
+#import "ui/appkit/AlertSheet.hpp"
 #import "ui/appkit/ApplicationDelegate.hpp"
 #import "ui/appkit/InstallerBackground.hpp"
 
@@ -93,9 +94,9 @@ void handlePendingEvents() {
     }
 }
 
-void post(NSEventType type, NSWindow* window, NSPoint place) {
+void post(NSEventType type, NSWindow* window, NSPoint point) {
     [NSApp postEvent:[NSEvent mouseEventWithType:type
-                                        location:place
+                                        location:point
                                    modifierFlags:0
                                        timestamp:0
                                     windowNumber:[window windowNumber]
@@ -242,8 +243,16 @@ protected:
         expectSuccess();
     }
 
-    void hold() const { tests::writeFile(home / "hold", ""); }
-    void release() const { fs::remove(home / "hold"); }
+    /// Return counts again once it has been up for a while.
+    void expectAcceptanceAfterARest() const {
+        [delegate accepts:key(NSKeyUp, window)];
+        [NSThread sleepForTimeInterval:0.55];
+        EXPECT_TRUE([delegate accepts:key(NSKeyDown, window)]);
+        [delegate accepts:key(NSKeyUp, window)];
+    }
+
+    void pause() const { tests::writeFile(home / "pause", ""); }
+    void resume() const { fs::remove(home / "pause"); }
 
     /// What the pack puts into a home folder, without the backups' fresh names.
     static TreeSnapshot installed(const fs::path& folder) {
@@ -292,7 +301,7 @@ void expectLabel(NSTextField* label, const ui::LabelControl& control) {
 
 } // namespace
 
-TEST_F(WindowTest, LabelsStandAsTheTableSays) {
+TEST_F(WindowTest, LabelsAreAsTheTableSays) {
     expectLabel(heading, ui::controlTable.heading);
     expectLabel(subtitle, ui::controlTable.subtitle);
     expectLabel(status, ui::controlTable.status);
@@ -315,7 +324,7 @@ TEST_F(WindowTest, SymbolIsEmptyAndTinted) {
     EXPECT_EQ([symbol imageScaling], [[[[NSImageView alloc] init] autorelease] imageScaling]);
 }
 
-TEST_F(WindowTest, SpinnerHidesWhileItStandsStill) {
+TEST_F(WindowTest, SpinnerHidesWhileItIsStill) {
     EXPECT_TRUE([spinner isKindOfClass:[NSProgressIndicator class]]);
     EXPECT_EQ(describe([spinner frame]), describe(ui::controlTable.spinner.frame));
     EXPECT_EQ([spinner style], NSProgressIndicatorStyleSpinning);
@@ -323,7 +332,7 @@ TEST_F(WindowTest, SpinnerHidesWhileItStandsStill) {
     EXPECT_FALSE([[spinner valueForKey:@"isRunning"] boolValue]);
 }
 
-TEST_F(WindowTest, PrimaryButtonStandsAsTheTableSays) {
+TEST_F(WindowTest, PrimaryButtonIsAsTheTableSays) {
     const ui::ButtonControl& control = ui::controlTable.primary;
     EXPECT_EQ(describe([primary frame]), describe(control.frame));
     EXPECT_EQ(text([primary title]), control.title);
@@ -359,7 +368,7 @@ TEST_F(WindowTest, WindowIsFixedDarkAndMovedByItsBackground) {
     EXPECT_EQ([recorded(NSApp, "activationPolicy") intValue], NSApplicationActivationPolicyRegular);
 }
 
-TEST_F(WindowTest, MenusHoldTheirItemsWithKeysAndTargets) {
+TEST_F(WindowTest, MenusHaveTheirItemsWithKeysAndTargets) {
     NSMenu* menu = [NSApp mainMenu];
     ASSERT_EQ([menu numberOfItems], 2);
     EXPECT_EQ(text([[menu itemAtIndex:0] title]), "");
@@ -454,7 +463,7 @@ TEST_F(WindowTest, NoItemOpensASecondSheet) {
 }
 
 TEST_F(WindowTest, ReturnInstallsLikeTheCommandLine) {
-    hold();
+    pause();
     pressReturn(window);
     EXPECT_EQ(text([heading stringValue]), "Installation…");
     EXPECT_EQ(text([subtitle stringValue]), "Cela ne prend que quelques instants.");
@@ -465,7 +474,7 @@ TEST_F(WindowTest, ReturnInstallsLikeTheCommandLine) {
     EXPECT_FALSE([optionsItem() isEnabled]);
     EXPECT_FALSE([closeButton() isEnabled]);
     EXPECT_EQ(compatibility::lastQualityOfService(), 0x19);
-    release();
+    resume();
     expectSuccess();
     EXPECT_EQ(text([heading stringValue]), "C’est installé.");
     EXPECT_EQ(text([subtitle stringValue]), "Retrouvez vos transitions dans Final Cut Pro.");
@@ -493,7 +502,7 @@ TEST_F(WindowTest, ClickOnTheButtonInstalls) {
 
 TEST_F(WindowTest, TerminationIsRefusedWhileBusy) {
     EXPECT_EQ([delegate applicationShouldTerminate:NSApp], NSTerminateNow);
-    hold();
+    pause();
     pressReturn(window);
     EXPECT_EQ([delegate applicationShouldTerminate:NSApp], NSTerminateCancel);
     [NSApp terminate:nil];
@@ -501,20 +510,20 @@ TEST_F(WindowTest, TerminationIsRefusedWhileBusy) {
     EXPECT_FALSE(choose(item(1, 1)));
     pressReturn(window);
     EXPECT_EQ(text([heading stringValue]), "Installation…");
-    release();
+    resume();
     ASSERT_TRUE(finishRun());
     EXPECT_EQ([delegate applicationShouldTerminate:NSApp], NSTerminateNow);
     EXPECT_TRUE([delegate applicationShouldTerminateAfterLastWindowClosed:NSApp]);
 }
 
 TEST_F(WindowTest, AboutDuringARunGivesTheCloseButtonNotBack) {
-    hold();
+    pause();
     pressReturn(window);
     ASSERT_TRUE(choose(item(0, 0)));
     answer(0);
     EXPECT_FALSE([closeButton() isEnabled]);
     EXPECT_FALSE([[window delegate] windowShouldClose:window]);
-    release();
+    resume();
     ASSERT_TRUE(finishRun());
     EXPECT_TRUE([closeButton() isEnabled]);
     EXPECT_TRUE([[window delegate] windowShouldClose:window]);
@@ -540,20 +549,14 @@ TEST_F(WindowTest, ReturnHeldDownConfirmsOnce) {
     for (int repeat = 0; repeat < 30; ++repeat) {
         EXPECT_FALSE([delegate accepts:key(NSKeyDown, window)]);
     }
-    [delegate accepts:key(NSKeyUp, window)];
-    [NSThread sleepForTimeInterval:0.55];
-    EXPECT_TRUE([delegate accepts:key(NSKeyDown, window)]);
-    [delegate accepts:key(NSKeyUp, window)];
+    expectAcceptanceAfterARest();
 }
 
 TEST_F(WindowTest, ReturnDoesNothingUntilAResultCanBeRead) {
     install();
     [NSThread sleepForTimeInterval:0.1];
     EXPECT_FALSE([delegate accepts:key(NSKeyDown, window)]);
-    [delegate accepts:key(NSKeyUp, window)];
-    [NSThread sleepForTimeInterval:0.55];
-    EXPECT_TRUE([delegate accepts:key(NSKeyDown, window)]);
-    [delegate accepts:key(NSKeyUp, window)];
+    expectAcceptanceAfterARest();
 }
 
 TEST_F(WindowTest, ConfirmedUninstallRemovesThePack) {
@@ -614,7 +617,7 @@ TEST_F(WindowTest, FailedRunShowsTheWholeErrorAndKeepsTheFile) {
     EXPECT_EQ(tests::readFile(changed), "the user's own");
 }
 
-TEST_F(WindowTest, ChooserPlacesItsBoxesInColumnsOfSix) {
+TEST_F(WindowTest, ChooserPutsItsBoxesInColumnsOfSix) {
     ASSERT_TRUE(choose(item(1, 0)));
     ASSERT_NE(alert(), nil);
     EXPECT_EQ(text([alert() messageText]), "Vos transitions");
@@ -633,6 +636,26 @@ TEST_F(WindowTest, ChooserPlacesItsBoxesInColumnsOfSix) {
         EXPECT_EQ([box target], nil);
     }
     answer(1);
+}
+
+TEST_F(WindowTest, ChooserScrollsToAThirdColumn) {
+    ui::Alert chooser{"", "", {"", ""}, ui::Accessory{ui::chooserGrid.width, ui::chooserGrid.height, {}}};
+    for (int index = 0; index < 13; ++index) {
+        chooser.accessory->boxes.push_back({"", ui::chooserGrid.box(index), index == 12});
+    }
+    ui::AlertResponse answered;
+    ui::beginAlertSheet(window, chooser, [&](const ui::AlertResponse& response) { answered = response; });
+    NSScrollView* area = (NSScrollView*)[alert() accessoryView];
+    ASSERT_TRUE([area isKindOfClass:[NSScrollView class]]);
+    EXPECT_EQ([area contentSize].width, 405); // two columns
+    EXPECT_EQ([area contentSize].height, ui::chooserGrid.height);
+    NSButton* last = [[[area documentView] subviews] objectAtIndex:12];
+    EXPECT_FALSE(NSContainsRect([area documentVisibleRect], [last frame]));
+    [last scrollRectToVisible:[last bounds]];
+    EXPECT_TRUE(NSContainsRect([area documentVisibleRect], [last frame]));
+    answer(0);
+    ASSERT_EQ(answered.boxes.size(), 13U);
+    EXPECT_TRUE(answered.boxes[12]);
 }
 
 TEST_F(WindowTest, CancelledChooserChangesNothing) {

@@ -22,12 +22,30 @@ NSArray<NSButton*>* makeCheckBoxes(const std::optional<Accessory>& accessory) {
     return buttons;
 }
 
+/// The view, as far as two columns of it, with a scroller for the others.
+NSScrollView* makeScrollView(NSView* view) {
+    const CGFloat width = chooserGrid.columnStep + chooserGrid.boxWidth;
+    NSScrollView* area = [[NSScrollView alloc] initWithFrame:NSMakeRect(0, 0, width, NSHeight(view.frame))];
+    area.borderType = NSNoBorder;
+    area.drawsBackground = NO;
+    area.hasHorizontalScroller = YES;
+    area.documentView = view;
+    const CGFloat scroller = NSHeight(view.frame) - area.contentSize.height;
+    [area setFrameSize:NSMakeSize(width, NSHeight(view.frame) + scroller)];
+    return area;
+}
+
 NSView* makeAccessoryView(const Accessory& accessory, NSArray<NSButton*>* boxes) {
     NSView* view = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, accessory.width, accessory.height)];
     for (NSButton* box in boxes) {
         [view addSubview:box];
     }
-    return view;
+    if (std::ssize(accessory.boxes) <= 2 * chooserGrid.rows) {
+        return view;
+    }
+    NSButton* last = boxes.lastObject;
+    [view setFrameSize:NSMakeSize(NSMaxX(last.frame), accessory.height)];
+    return makeScrollView(view);
 }
 
 NSAlert* makeAlert(const Alert& description, NSArray<NSButton*>* boxes) {

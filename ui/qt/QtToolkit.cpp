@@ -3,13 +3,11 @@
 #include "platform/Locations.hpp"
 #include "ui/qt/Accessibility.hpp"
 #include "ui/qt/Conversions.hpp"
-#include "ui/qt/IconFile.hpp"
 #include "ui/qt/Style.hpp"
 #include "ui/qt/Texts.hpp"
 #include "ui/qt/Views.hpp"
 
 #include <QApplication>
-#include <QFile>
 #include <QLabel>
 #include <QSessionManager>
 #include <QThreadPool>
@@ -87,16 +85,21 @@ void QtToolkit::becomeRegularApplication() {
         [this](QSessionManager& session) {
             session.setRestartHint(QSessionManager::RestartNever);
             if (!applicationShouldTerminate()) {
-                session.allowsInteraction(); // only who has been given the floor can refuse
+                session.allowsInteraction(); // only who may ask the user can refuse
                 session.cancel();
             }
         },
         Qt::DirectConnection);
 }
 
+/// Shows the pictures beside the Apple icon file, which the toolkit by itself cannot read.
 void QtToolkit::setApplicationIcon(const std::filesystem::path& path) {
-    QFile file(path);
-    QApplication::setWindowIcon(file.open(QIODevice::ReadOnly) ? readIcon(file.readAll()) : QIcon());
+    const std::filesystem::path beside = path.parent_path() / path.stem();
+    QIcon icon;
+    for (const char* side : {"32", "64", "128", "256", "512"}) {
+        icon.addPixmap(QPixmap(toText(beside.string() + "-" + side + ".png")));
+    }
+    QApplication::setWindowIcon(icon);
 }
 
 void QtToolkit::addEntries(QMenu& menu, const std::vector<MenuEntry>& entries) {

@@ -1,3 +1,4 @@
+#include "tests/support/TemporaryFolder.hpp"
 #include "tests/ui/qt/WindowFixture.hpp"
 #include "ui/qt/Conversions.hpp"
 #include "ui/qt/Views.hpp"
@@ -65,15 +66,16 @@ protected:
 
     QColor pixel(QWidget& widget, int x, int y) { return widget.grab().toImage().pixelColor(x, y); }
 
-    /// Whether a light part of a control stands against what is behind it without a blur, at a scale of 1.5.
+    /// Whether a light part of a control is set off against what is behind it without a blur, at a scale
+    /// of 1.5.
     void expectSharpSides(QWidget& control, const QRect& part) {
         constexpr double scale = 1.5;
         QImage picture(window().size() * scale, QImage::Format_RGB32);
         picture.setDevicePixelRatio(scale);
         window().render(&picture);
-        const QRect place = part.translated(control.mapTo(&window(), QPoint()));
-        const int middle = qRound(place.center().y() * scale);
-        for (const double side : {place.x() * scale, (place.x() + place.width()) * scale}) {
+        const QRect shown = part.translated(control.mapTo(&window(), QPoint()));
+        const int middle = qRound(shown.center().y() * scale);
+        for (const double side : {shown.x() * scale, (shown.x() + shown.width()) * scale}) {
             std::set<bool> seen;
             for (int x = qRound(side) - 5; x < qRound(side) + 5; ++x) {
                 const double lightness = picture.pixelColor(x, middle).lightnessF();
@@ -462,7 +464,7 @@ TEST_F(InstallerWindowTest, AnErrorTooLongForTheWindowScrolls) {
     EXPECT_EQ(text.toPlainText().toStdString(), description);
     QScrollBar& bar = *text.verticalScrollBar();
     EXPECT_GT(bar.maximum(), 0);
-    EXPECT_EQ(bar.value(), bar.maximum()) << "what became of it all stands at the end";
+    EXPECT_EQ(bar.value(), bar.maximum()) << "what became of it all is at the end";
     EXPECT_LE(bar.width(), 12);
     EXPECT_LT(pixel(bar, bar.width() / 2, 3).lightnessF(), 0.2) << "no arrow, no groove";
     ASSERT_TRUE(pressUntil(Qt::Key_Tab, [&] { return focus() == &text; }));
@@ -475,7 +477,7 @@ TEST_F(InstallerWindowTest, MarkupInAnErrorIsShownAsItIs) {
     EXPECT_EQ(children<ui::qt::AlertText>(sheet()).front()->toPlainText(), "<b>gras</b> & <img src=x>");
 }
 
-TEST_F(InstallerWindowTest, ChooserBoxesStandWholeAtTheirPlaces) {
+TEST_F(InstallerWindowTest, ChooserBoxesAreWholeAndInTheirColumns) {
     delegate.customize();
     ASSERT_TRUE(sheetIsDown());
     const auto boxes = children<QCheckBox>(sheet());
@@ -532,9 +534,9 @@ TEST_F(InstallerWindowTest, AThirdColumnIsReachedByMouse) {
     ASSERT_TRUE(sheetIsDown());
     const auto boxes = children<QCheckBox>(sheet());
     QWidget& area = *children<ui::qt::ChooserArea>(sheet()).front()->viewport();
-    const QPointF place(10, 10);
+    const QPointF point(10, 10);
     for (int notch = 0; notch < 20; ++notch) {
-        QWheelEvent turn(place, area.mapToGlobal(place), {}, {0, -120}, {}, {}, Qt::NoScrollPhase, false);
+        QWheelEvent turn(point, area.mapToGlobal(point), {}, {0, -120}, {}, {}, Qt::NoScrollPhase, false);
         QApplication::sendEvent(&area, &turn);
     }
     ASSERT_TRUE(isWhole(*boxes[13]));
@@ -628,7 +630,7 @@ TEST_F(InstallerWindowTest, F10OpensTheFirstMenu) {
     EXPECT_FALSE(first.isVisible());
 }
 
-TEST_F(InstallerWindowTest, ColumnsStandWholeAndWhereTheyDoWithoutScrolling) {
+TEST_F(InstallerWindowTest, ColumnsAreWholeAndWhereTheyAreWithoutScrolling) {
     delegate.customize();
     ASSERT_TRUE(sheetIsDown());
     const auto left = [this] { return children<QCheckBox>(sheet()).front()->mapTo(&window(), QPoint()).x(); };
@@ -664,6 +666,27 @@ TEST_F(InstallerWindowTest, ArrowsGoByRowsAndColumns) {
         EXPECT_EQ(focus(), boxes[box]) << box;
         EXPECT_TRUE(isWhole(*boxes[box])) << box;
     }
+}
+
+TEST_F(InstallerWindowTest, TheIconIsSharpAtEveryScale) {
+    toolkit.setApplicationIcon(ORVO_RESOURCES "/Orvo.icns");
+    const QIcon shown = QApplication::windowIcon();
+    for (const int points : {16, 48, 128}) {
+        for (const int scale : {1, 2, 3}) {
+            const QSize pixels = QSize(points, points) * scale;
+            EXPECT_EQ(shown.actualSize(pixels), pixels); // which is never more than a picture has
+        }
+    }
+    QApplication::setWindowIcon({});
+}
+
+TEST_F(InstallerWindowTest, AnIconThatCannotBeReadIsNone) {
+    const TemporaryFolder folder;
+    toolkit.setApplicationIcon(folder / "Orvo.icns");
+    EXPECT_TRUE(QApplication::windowIcon().isNull());
+    writeFile(folder / "Orvo-128.png", readFile(ORVO_RESOURCES "/Orvo-128.png").substr(0, 100));
+    toolkit.setApplicationIcon(folder / "Orvo.icns");
+    EXPECT_TRUE(QApplication::windowIcon().isNull());
 }
 
 TEST_F(InstallerWindowTest, ASheetWithoutAnIconLeavesNoGapForIt) {

@@ -34,7 +34,7 @@ struct ItemStatus {
 /// so. Calls that a signal interrupts are made again.
 class FileManager {
 public:
-    /// The manager that the whole process shares; it holds no state.
+    /// The manager that the whole process shares; it has no state.
     static const FileManager& defaultManager();
 
     /// True when an item of any kind exists at the path; a link counts by its target.

@@ -53,7 +53,7 @@ public:
     std::optional<Element> root() const;
 
     /// Lays the document out anew, an element a line, indented by four blanks a level, and returns its bytes
-    /// in its own encoding, or in UTF-8 where they could not be read again in that one. What stands in an
+    /// in its own encoding, or in UTF-8 where they could not be read again in that one. What is in an
     /// element that also holds text, and what says xml:space="preserve", is written as it was. Throws `Error`
     /// when the bytes cannot be read again in any way.
     std::string prettyPrinted();

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What the window says, beyond the texts that stand in the table of controls.
+/// What the window says, beyond the texts that are in the table of controls.
 namespace ui::texts {
 
 // Menus

@@ -72,7 +72,7 @@ struct Alert {
 
 struct AlertResponse {
     bool first = false;      ///< the first button was chosen, not another and not a dismissal
-    std::vector<bool> boxes; ///< the accessory's boxes as they stood, in order
+    std::vector<bool> boxes; ///< the accessory's boxes as they were, in order
 };
 
 class Window {

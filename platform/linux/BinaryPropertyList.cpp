@@ -70,7 +70,7 @@ std::string fromUtf16(std::string_view units) {
     return text;
 }
 
-/// The file ends with the sizes of its numbers and the place of a table that says where each object begins.
+/// The file ends with the sizes of its numbers and the offset of a table that says where each object begins.
 class Reader {
 public:
     explicit Reader(std::string_view list) : bytes(list) {

@@ -21,7 +21,7 @@ bool isValue(const Element& element) {
     return std::ranges::find(kinds, element.name()) != kinds.end();
 }
 
-/// The entries of a dictionary stand as a key, its value, a key, its value.
+/// The entries of a dictionary come as a key, its value, a key, its value.
 std::optional<PropertyList> readDictionary(const Element& dictionary) {
     PropertyList list;
     list.isDictionaryOfStrings = true;

@@ -11,9 +11,9 @@ using namespace tests;
 struct CommandLine : EndToEnd {
     Home other{folder / "other home"};
 
-    void expectUntouched(const Home& place) const {
-        EXPECT_EQ(place.supportNames().size(), 0U);
-        EXPECT_FALSE(fs::exists(place.category));
+    void expectUntouched(const Home& untouched) const {
+        EXPECT_EQ(untouched.supportNames().size(), 0U);
+        EXPECT_FALSE(fs::exists(untouched.category));
     }
 };
 

@@ -124,16 +124,16 @@ void EndToEnd::expectSame(const Home& actual, const Home& expected) {
     EXPECT_EQ(difference(expected.comparable(), actual.comparable()), "");
 }
 
-void EndToEnd::putTransitions(const Home& place, const std::vector<std::string>& transitions) const {
-    fs::create_directories(place.category);
+void EndToEnd::putTransitions(const Home& filled, const std::vector<std::string>& transitions) const {
+    fs::create_directories(filled.category);
     for (const std::string& transition : transitions) {
-        fs::copy(product.templates / transition, place.category / transition, fs::copy_options::recursive);
+        fs::copy(product.templates / transition, filled.category / transition, fs::copy_options::recursive);
     }
 }
 
-void EndToEnd::putApplication(const Home& place) const {
-    fs::create_directories(place.application.parent_path());
-    fs::copy(product.application, place.application,
+void EndToEnd::putApplication(const Home& filled) const {
+    fs::create_directories(filled.application.parent_path());
+    fs::copy(product.application, filled.application,
              fs::copy_options::recursive | fs::copy_options::copy_symlinks);
 }
 

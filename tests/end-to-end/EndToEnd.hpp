@@ -40,7 +40,7 @@ protected:
 
     Outcome run(const Arguments& arguments) const;
 
-    /// Runs the program, which must do what was asked, print this text with the place of its backup, and
+    /// Runs the program, which must do what was asked, print this text with the path of its backup, and
     /// leave nothing else in the support folder. Returns the backup folder.
     std::filesystem::path succeed(const Arguments& arguments, const std::string& text) const;
     std::filesystem::path succeed(const Launch& launch, const Home& changed, const std::string& text) const;
@@ -73,12 +73,12 @@ protected:
                                    const std::filesystem::path& item) const;
     std::string keptText(const std::filesystem::path& backup, const std::filesystem::path& item) const;
 
-    /// The home must hold what the other does, dates, manifests and support folder apart.
+    /// The home must contain what the other does, dates, manifests and support folder apart.
     static void expectSame(const Home& actual, const Home& expected);
 
     /// Puts the payload's transitions into a home, as an install should.
-    void putTransitions(const Home& place, const std::vector<std::string>& transitions) const;
-    void putApplication(const Home& place) const;
+    void putTransitions(const Home& filled, const std::vector<std::string>& transitions) const;
+    void putApplication(const Home& filled) const;
 
     /// The digests that the payload's transitions have.
     static Digests payloadDigests(const std::vector<std::string>& transitions);

@@ -51,11 +51,11 @@ Digests operator+(Digests left, const Digests& right) {
     return left;
 }
 
-Home::Home(const fs::path& place)
-    : folder(place), transitions(place / "Movies/Motion Templates.localized/Transitions.localized"),
+Home::Home(const fs::path& path)
+    : folder(path), transitions(path / "Movies/Motion Templates.localized/Transitions.localized"),
       category(transitions / categoryName), legacy(transitions / legacyName),
       manifest(category / ".orvo-transitions.json"), legacyManifest(legacy / ".orvo-lumopack01.json"),
-      application(place / "Applications/Orvo Transitions.app"), support(place / supportPath),
+      application(path / "Applications/Orvo Transitions.app"), support(path / supportPath),
       backups(support / "Backups"), journal(support / "journal.jsonl"), hiddenList(transitions / ".hidden") {
     writeFile(folder / "Documents/lettre.txt", "Chère Odile,\n");
     writeFile(folder / "Movies/vacances.mov", "film");

@@ -23,7 +23,7 @@ Digests operator+(Digests left, const Digests& right);
 class Home {
 public:
     /// Makes the folder with a user's things in it.
-    explicit Home(const std::filesystem::path& place);
+    explicit Home(const std::filesystem::path& path);
 
     std::filesystem::path folder;
     std::filesystem::path transitions;
@@ -48,7 +48,7 @@ public:
 
     std::set<std::string> backupNames() const;
 
-    /// The names of what stands in the support folder.
+    /// The names of what is in the support folder.
     std::set<std::string> supportNames() const;
 
     /// A home as a long-standing user has it: an earlier edition of the pack with a retired transition, one

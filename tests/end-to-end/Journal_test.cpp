@@ -183,20 +183,21 @@ TEST_F(Journal, LeavesThePermissionsThatTheUserChangedSinceTheRunWasCutShort) {
 TEST_F(Journal, StaysWhenSomethingCannotBePutBack) {
     const std::string undone = cutShort({"--install"}, 2);
     const fs::path backup = newBackup(home, {});
-    const fs::path place = home.category / "01 Ink Drop";
-    fs::remove_all(place);
-    writeFile(place, "a file where the folder was");
+    const fs::path transition = home.category / "01 Ink Drop";
+    fs::remove_all(transition);
+    writeFile(transition, "a file where the folder was");
     const Outcome outcome = run({"--install"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_NE(outcome.error.find((place / "01 Ink Drop.motr").string()), std::string::npos) << outcome.error;
+    EXPECT_NE(outcome.error.find((transition / "01 Ink Drop.motr").string()), std::string::npos)
+        << outcome.error;
     EXPECT_NE(outcome.error.find(backup.string()), std::string::npos) << outcome.error;
     EXPECT_TRUE(fs::exists(home.journal));
-    EXPECT_EQ(readFile(place), "a file where the folder was");
+    EXPECT_EQ(readFile(transition), "a file where the folder was");
 
-    fs::remove(place); // and once the obstacle is gone, the next run gets on with it
+    fs::remove(transition); // and once the obstacle is gone, the next run gets on with it
     EXPECT_EQ(onlyUndo().error, undone + "mal signée\n");
-    EXPECT_EQ(readFile(place / "01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
+    EXPECT_EQ(readFile(transition / "01 Ink Drop.motr"), templateText("01 Ink Drop", "2.0"));
     EXPECT_FALSE(fs::exists(home.journal));
 }
 
@@ -275,7 +276,7 @@ TEST_F(Journal, IsNotNeededYetForARunToStopAnother) {
 
 TEST_F(Journal, IsNotNeededForARunThatWasOvertakenToChangeNothing) {
     const Home fresh(folder / "fresh");
-    fs::remove_all(fresh.folder); // a home that is not there yet cannot be held
+    fs::remove_all(fresh.folder); // a home that is not there yet cannot be locked
     const Arguments request{"--install", "--no-register", "--root", fresh.folder.string()};
     const std::unique_ptr<Child> slow = startAndHold(request, 1);
     EXPECT_EQ(run(request).status, 0);

@@ -6,7 +6,7 @@ namespace {
 
 using namespace tests;
 
-/// The older pack's category stands beside this pack's.
+/// The older pack's category lies beside this pack's.
 struct OlderCategory : EndToEnd {
     const std::vector<std::string> olderTransitions{"10 Dye Bloom", "11 Box Turn", "12 Pane Burst"};
 

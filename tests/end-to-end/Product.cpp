@@ -52,11 +52,11 @@ std::string thumbnailText(const std::string& transition, const std::string& size
 }
 
 void writeTransition(const fs::path& folder, const std::string& transition, const std::string& edition) {
-    const fs::path place = folder / transition;
-    writeFile(place / (transition + ".motr"), templateText(transition, edition));
-    writeFile(place / "small.png", thumbnailText(transition, "small", edition));
-    writeFile(place / "large.png", thumbnailText(transition, "large", edition));
-    dateLongAgo(place);
+    const fs::path inner = folder / transition;
+    writeFile(inner / (transition + ".motr"), templateText(transition, edition));
+    writeFile(inner / "small.png", thumbnailText(transition, "small", edition));
+    writeFile(inner / "large.png", thumbnailText(transition, "large", edition));
+    dateLongAgo(inner);
 }
 
 void writeApplication(const fs::path& application, const std::string& edition) {
@@ -86,13 +86,13 @@ void dateLongAgo(const fs::path& item) {
     }
 }
 
-Product::Product(const fs::path& place)
-    : folder(place), program(place / "orvo-installer"), payload(place / "Resources/Payload"),
+Product::Product(const fs::path& path)
+    : folder(path), program(path / "orvo-installer"), payload(path / "Resources/Payload"),
       catalog(payload / "catalog.json"), templates(payload / "MotionTemplates"),
-      application(payload / "Orvo Transitions.app"), calls(place / "tool-calls"),
-      behaviour(place / "tool-behaviour") {
+      application(payload / "Orvo Transitions.app"), calls(path / "tool-calls"),
+      behaviour(path / "tool-behaviour") {
     copyProgram(program);
-    writeFile(place / "Resources/Orvo.icns", "icon");
+    writeFile(path / "Resources/Orvo.icns", "icon");
     writeFile(catalog, catalogText);
     for (const std::string& transition : offeredTransitions) {
         writeTransition(templates, transition, "2.3");

@@ -25,11 +25,11 @@ void writeApplication(const std::filesystem::path& application, const std::strin
 /// Dates everything below a folder, and the folder itself, long ago, so that a change shows in the date.
 void dateLongAgo(const std::filesystem::path& item);
 
-/// A private copy of the product: the built program, a payload that a test may change, and scripts in place
+/// A private copy of the product: the built program, a payload that a test may change, and scripts instead
 /// of the system's tools, which note each call and do what the test wants.
 class Product {
 public:
-    explicit Product(const std::filesystem::path& place);
+    explicit Product(const std::filesystem::path& path);
 
     std::filesystem::path folder;
     std::filesystem::path program;

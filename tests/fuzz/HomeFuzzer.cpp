@@ -112,8 +112,8 @@ struct Surroundings {
 /// A home folder made from an input, with the digests that its journal and manifests may name.
 class FuzzedHome {
 public:
-    FuzzedHome(Decisions& input, const Surroundings& places)
-        : decisions(input), surroundings(places), home(places.folder / "home") {
+    FuzzedHome(Decisions& input, const Surroundings& around)
+        : decisions(input), surroundings(around), home(around.folder / "home") {
         fs::create_directory(home);
         for (const std::string& folder : {transitions, category, legacy, support, support + "/Backups",
                                           backup, std::string("Applications")}) {

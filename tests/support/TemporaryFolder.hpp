@@ -21,7 +21,7 @@ private:
     std::filesystem::path folder;
 };
 
-/// Whether both places exist, each on a file system of its own.
+/// Whether both folders exist, each on a file system of its own.
 bool areOnTwoFileSystems(const std::filesystem::path& one, const std::filesystem::path& other);
 
 std::string readFile(const std::filesystem::path& path);

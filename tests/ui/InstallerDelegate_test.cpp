@@ -552,7 +552,7 @@ TEST_F(InstallerDelegateTest, AsksBeforeUninstalling) {
     expectIdle();
 }
 
-TEST_F(InstallerDelegateTest, UninstallsTheSelectionAsItStandsWhenConfirmed) {
+TEST_F(InstallerDelegateTest, UninstallsTheSelectionAsItIsWhenConfirmed) {
     delegate.uninstall();
     delegate.selection = Names{"Iris"};
     toolkit.takeSheet().completion({true, {}});

@@ -12,7 +12,7 @@ namespace {
 
 using RunApplication = int(char** argv);
 
-/// The window's code, which stands beside the program so that the command line starts without it.
+/// The window's code, which lies beside the program so that the command line starts without it.
 RunApplication* findApplication() {
     const std::filesystem::path module = platform::programFolder() / "orvo-window.so";
     void* const library = ::dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);

@@ -60,8 +60,9 @@ public:
         fs::copy(ORVO_PRODUCT, product(), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
         const fs::path codesign = product() / "SystemTools/usr/bin/codesign";
         fs::rename(codesign, folder / "codesign");
-        writeFile(codesign, "#!/bin/sh\nwhile [ -e '" + hold().string() + "' ]; do sleep 0.05; done\nexec '" +
-                                (folder / "codesign").string() + "' \"$@\"\n");
+        writeFile(codesign, "#!/bin/sh\nwhile [ -e '" + pause().string() +
+                                "' ]; do sleep 0.05; done\nexec '" + (folder / "codesign").string() +
+                                "' \"$@\"\n");
         fs::permissions(codesign, fs::perms::owner_all);
         fs::create_directory(home());
     }
@@ -71,8 +72,8 @@ public:
     fs::path home() const { return folder / "home"; }
     fs::path output() const { return folder / "output"; }
 
-    /// While this file stands, a run does not go on past its first signature check.
-    fs::path hold() const { return folder / "hold"; }
+    /// While this file exists, a run does not go on past its first signature check.
+    fs::path pause() const { return folder / "pause"; }
 
     platform::ProcessResult commandLine(const std::vector<std::string>& arguments) const {
         std::vector<std::string> words = {
@@ -310,14 +311,14 @@ TEST_F(RealProgramTest, AFailureShowsTheWholeTextAndLeavesTheFileAlone) {
 
 TEST_F(RealProgramTest, RefusesToQuitDuringARun) {
     start();
-    writeFile(workshop.hold(), "");
+    writeFile(workshop.pause(), "");
     press({"Return"});
     waitFor("running", {spinnerMask});
     press({"ctrl+q", "alt+F4", "Return"});
     choose(70, 2);
     waitFor("running", {spinnerMask});
     EXPECT_TRUE(program->running());
-    fs::remove(workshop.hold());
+    fs::remove(workshop.pause());
     waitFor("succeeded");
     press({"ctrl+q"});
     EXPECT_EQ(program->exitStatus(), 0);
@@ -345,12 +346,12 @@ TEST_F(RealProgramTest, RefusesTheEndOfTheSessionOnlyDuringARun) {
     environment["SESSION_MANAGER"] = session.address();
     start();
     ASSERT_TRUE(eventually([&] { return session.hasClient(); }));
-    writeFile(workshop.hold(), "");
+    writeFile(workshop.pause(), "");
     press({"Return"});
     waitFor("running", {spinnerMask});
     session.askToEnd();
     EXPECT_TRUE(eventually([&] { return session.refused(); }));
-    fs::remove(workshop.hold());
+    fs::remove(workshop.pause());
     waitFor("succeeded");
     session.end();
     EXPECT_EQ(program->exitStatus(), 0);

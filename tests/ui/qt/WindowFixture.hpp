@@ -21,7 +21,7 @@ protected:
     WindowFixture();
     ~WindowFixture() override;
 
-    /// What the chooser offers from now on, in the place of its eleven names.
+    /// What the chooser offers from now on, instead of its eleven names.
     static void writeCatalog(const std::vector<std::string>& names);
 
     /// The outcome of the run that is held open: a summary, or the description of an error.

@@ -7,41 +7,41 @@ namespace {
 using namespace tests;
 
 /// Homes that are not where or what one would expect.
-struct Places : EndToEnd {
+struct UnusualHome : EndToEnd {
     /// Installs, fails and uninstalls in the home, reached by this path.
-    void liveIn(const Home& place, const std::string& root) const {
-        place.fillAsLongUsed();
+    void liveIn(const Home& inhabited, const std::string& root) const {
+        inhabited.fillAsLongUsed();
         product.onToolCall("[ $call = 4 ] && { printf non; exit 1; }; :");
-        expectRestored(program({"--install", "--root", root}), place, "non");
+        expectRestored(program({"--install", "--root", root}), inhabited, "non");
         product.onToolCall("");
-        succeed(program({"--install", "--root", root}), place, installedText(5));
-        EXPECT_EQ(manifestAt(place.manifest), payloadDigests(offeredTransitions));
-        EXPECT_TRUE(fs::exists(place.application));
-        succeed(program({"--uninstall", "--root", root}), place, uninstalledText);
-        EXPECT_FALSE(fs::exists(place.manifest));
-        EXPECT_TRUE(fs::exists(place.category / "Mes essais/Mes essais.motr"));
+        succeed(program({"--install", "--root", root}), inhabited, installedText(5));
+        EXPECT_EQ(manifestAt(inhabited.manifest), payloadDigests(offeredTransitions));
+        EXPECT_TRUE(fs::exists(inhabited.application));
+        succeed(program({"--uninstall", "--root", root}), inhabited, uninstalledText);
+        EXPECT_FALSE(fs::exists(inhabited.manifest));
+        EXPECT_TRUE(fs::exists(inhabited.category / "Mes essais/Mes essais.motr"));
     }
 };
 
-TEST_F(Places, HomeWithBlanksAccentsAndAnApostrophe) {
-    const Home place(folder / "Odile d’Été l'Œuvre \"2\" $HOME *");
-    liveIn(place, place.folder.string());
+TEST_F(UnusualHome, WithBlanksAccentsAndAnApostrophe) {
+    const Home unusual(folder / "Odile d’Été l'Œuvre \"2\" $HOME *");
+    liveIn(unusual, unusual.folder.string());
 }
 
-TEST_F(Places, HomeThatIsALink) {
-    const Home place(folder / "real home");
+TEST_F(UnusualHome, ThatIsALink) {
+    const Home unusual(folder / "real home");
     fs::create_directory_symlink("real home", folder / "link");
-    liveIn(place, (folder / "link").string());
+    liveIn(unusual, (folder / "link").string());
     EXPECT_TRUE(fs::is_symlink(folder / "link"));
 }
 
-TEST_F(Places, HomeBehindALinkFurtherUp) {
-    const Home place(folder / "users/odile");
+TEST_F(UnusualHome, BehindALinkFurtherUp) {
+    const Home unusual(folder / "users/odile");
     fs::create_directory_symlink("users", folder / "home folders");
-    liveIn(place, (folder / "home folders/odile/").string());
+    liveIn(unusual, (folder / "home folders/odile/").string());
 }
 
-TEST_F(Places, HomeOnADiskThatKnowsNoExclusiveRename) {
+TEST_F(UnusualHome, OnADiskThatKnowsNoExclusiveRename) {
     if (!canInject()) {
         GTEST_SKIP() << "strace cannot trace here";
     }
@@ -54,7 +54,7 @@ TEST_F(Places, HomeOnADiskThatKnowsNoExclusiveRename) {
 }
 
 /// Movies on a file system of its own, reached through a link, as people with an external disk have it.
-struct MoviesOnAnotherDisk : Places {
+struct MoviesOnAnotherDisk : UnusualHome {
     std::optional<TemporaryFolder> disk;
 
     void SetUp() override {

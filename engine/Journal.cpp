@@ -131,20 +131,18 @@ std::string Journal::withKnownNames(std::string text) const {
     return text;
 }
 
-void encodeJournal(const Journal& journal, const std::function<void(std::string_view)>& sink) {
-    const auto write = [&](const Json& line) { sink(platform::compactJson(line) + "\n"); };
-    write({{"run", journal.id}, {"legacyHidden", journal.legacyHidden}});
+std::string encodeJournal(const Journal& journal) {
+    std::string text;
+    const auto add = [&](const Json& line) { text += platform::compactJson(line) + "\n"; };
+    add({{"run", journal.id}, {"legacyHidden", journal.legacyHidden}});
     for (const auto& [path, state] : journal.folders) {
-        Json line{{"folder", path}};
-        if (state) {
-            line["permissions"] = state->permissions;
-            line["modified"] = state->modified;
-        }
-        write(line);
+        state ? add({{"folder", path}, {"permissions", state->permissions}, {"modified", state->modified}})
+              : add({{"folder", path}});
     }
     for (const JournalEntry& entry : journal.entries) {
-        write({{"path", entry.path}, {"before", entry.before}, {"after", entry.after}});
+        add({{"path", entry.path}, {"before", entry.before}, {"after", entry.after}});
     }
+    return text;
 }
 
 Journal decodeJournal(std::string_view text, const PackPaths& paths, const fs::path& source) {
@@ -152,18 +150,12 @@ Journal decodeJournal(std::string_view text, const PackPaths& paths, const fs::p
     try {
         Journal journal;
         for (std::string_view rest = text; !rest.empty();) {
-            const std::size_t end = rest.find('\n');
-            require(end != std::string_view::npos);
-            decodeLine(journal, platform::parseJson(rest.substr(0, end), source));
-            rest.remove_prefix(end + 1);
+            const std::string_view line = rest.substr(0, rest.find('\n'));
+            decodeLine(journal, platform::parseJson(line, source));
+            rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         }
         check(journal, paths);
-        std::string_view rest = text;
-        encodeJournal(journal, [&](std::string_view piece) {
-            require(rest.starts_with(piece));
-            rest.remove_prefix(piece.size());
-        });
-        require(rest.empty());
+        require(encodeJournal(journal) == text);
         return journal;
     } catch (const Json::exception&) {
         throw refusal;
@@ -179,7 +171,7 @@ ConcurrentRunError concurrentRun() {
 JournalFile JournalFile::begin(const PackInstaller& installer, const PackPaths& paths,
                                const Journal& journal) {
     const fs::path draft = journal.backup(paths) / "journal.jsonl";
-    installer.fm.writeNew(draft, [&](const auto& sink) { encodeJournal(journal, sink); });
+    installer.fm.writeNew(draft, [&](const auto& sink) { sink(encodeJournal(journal)); });
     try {
         std::optional<platform::FileLock> lock = platform::FileLock::lock(draft);
         if (!lock) {
@@ -230,21 +222,18 @@ Journal JournalFile::read() const {
     });
 }
 
-void JournalFile::end() {
+std::optional<std::string> JournalFile::end() {
     try {
         installer->fm.removeItem(paths->journal);
+        ended = true;
+        installer->fm.synchronize({paths->support});
+        return std::nullopt;
     } catch (const platform::Error& error) {
-        if (installer->fm.existsNoFollow(paths->journal)) {
+        ended = ended || !installer->fm.existsNoFollow(paths->journal);
+        if (!ended) {
             throw;
         }
-        ended = true;
-        throw UnconfirmedError(error.what());
-    }
-    ended = true;
-    try {
-        installer->fm.synchronize({paths->support});
-    } catch (const platform::Error& error) {
-        throw UnconfirmedError(error.what());
+        return error.what();
     }
 }
 

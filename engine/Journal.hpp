@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -21,8 +20,6 @@ struct JournalEntry {
     std::string path; ///< relative to the home folder
     std::string before;
     std::string after;
-
-    friend bool operator==(const JournalEntry&, const JournalEntry&) = default;
 };
 
 /// The path of an entry, and those that its items have on their way.
@@ -38,8 +35,6 @@ struct Item {
 struct FolderState {
     unsigned permissions = 0;
     std::int64_t modified = 0; ///< nanoseconds since 1970
-
-    friend bool operator==(const FolderState&, const FolderState&) = default;
 };
 
 /// What a run is going to do, on the disk before its first change: all that an undo needs to know beside the
@@ -83,12 +78,10 @@ struct Journal {
 
     /// The text with such names replaced by those that the user knows.
     std::string withKnownNames(std::string text) const;
-
-    friend bool operator==(const Journal&, const Journal&) = default;
 };
 
-/// Hands the journal to the sink as JSON, an object a line.
-void encodeJournal(const Journal& journal, const std::function<void(std::string_view)>& sink);
+/// The journal as JSON, an object a line.
+std::string encodeJournal(const Journal& journal);
 
 /// Throws InstallError, naming `source`, for every text that no run writes: what it says must be encoded by
 /// this very text, with paths that runs change and folders that lead to them.
@@ -102,12 +95,6 @@ public:
 
 /// What a run says that finds another one at work.
 ConcurrentRunError concurrentRun();
-
-/// The journal is gone, but the disk has not confirmed it.
-class UnconfirmedError : public InstallError {
-public:
-    using InstallError::InstallError;
-};
 
 /// The journal in the support folder, from before the first change of a run until it is committed or wholly
 /// undone. The run locks the file as long as it lives.
@@ -124,9 +111,9 @@ public:
     /// What the file says. Throws InstallError as above.
     Journal read() const;
 
-    /// Removes the file, durably. After platform::Error it still exists; after UnconfirmedError it is gone,
-    /// and may be there again after a power failure.
-    void end();
+    /// Removes the file, durably. After platform::Error it still exists. Returns why the disk has not
+    /// confirmed it, if it has not: after a power failure the file may be there again.
+    [[nodiscard]] std::optional<std::string> end();
 
     /// Whether the file has been removed.
     bool isEnded() const { return ended; }

@@ -4,7 +4,6 @@
 #include "engine/Transaction.hpp"
 #include "platform/Error.hpp"
 #include "platform/FileLock.hpp"
-#include "platform/ItemDigest.hpp"
 #include "platform/Locations.hpp"
 
 #include <algorithm>
@@ -111,24 +110,12 @@ Manifest PackInstaller::ready(const fs::path& file) const {
     return manifest;
 }
 
-bool PackInstaller::exists(const fs::path& path) const {
-    return fm.exists(path);
-}
-
-void PackInstaller::mkdir(const fs::path& folder) const {
-    fm.makeFolder(folder);
-}
-
 std::string PackInstaller::relative(const fs::path& path, const fs::path& base) const {
     const fs::path below = fm.resolved(path).lexically_relative(fm.resolved(base));
     if (below.empty() || *below.begin() == "..") {
         return "<outside>";
     }
     return below == "." ? "" : below.string();
-}
-
-std::string PackInstaller::hash(const fs::path& file) const {
-    return platform::fileDigest(fm, file);
 }
 
 void PackInstaller::process(const fs::path& tool, const std::vector<std::string>& arguments) const {

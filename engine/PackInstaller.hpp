@@ -1,7 +1,7 @@
 #pragma once
 
-#include "engine/InstallError.hpp"
 #include "engine/PackRecords.hpp"
+#include "platform/ItemDigest.hpp"
 #include "platform/System.hpp"
 
 #include <filesystem>
@@ -40,17 +40,17 @@ public:
 
     /// True when an item of any kind exists at the path. Throws platform::Error when the system does not
     /// tell.
-    bool exists(const std::filesystem::path& path) const;
+    bool exists(const std::filesystem::path& path) const { return fm.exists(path); }
 
     /// Creates the folder with all above it. Throws platform::Error.
-    void mkdir(const std::filesystem::path& folder) const;
+    void mkdir(const std::filesystem::path& folder) const { fm.makeFolder(folder); }
 
     /// The path below the base, links resolved in both; "<outside>" when it is not below it. A link
     /// that leads nowhere stays as it is.
     std::string relative(const std::filesystem::path& path, const std::filesystem::path& base) const;
 
     /// The SHA-256 of a file as 64 lowercase hexadecimal characters. Throws platform::Error.
-    std::string hash(const std::filesystem::path& file) const;
+    std::string hash(const std::filesystem::path& file) const { return platform::fileDigest(fm, file); }
 
     /// Runs a tool to its end. Throws platform::Error when it cannot be started, and InstallError with all
     /// that it printed when it fails.

@@ -1,6 +1,6 @@
 #include "engine/PackPaths.hpp"
 
-#include "engine/PackTitles.hpp"
+#include "engine/Request.hpp"
 
 #include <utility>
 

@@ -34,15 +34,24 @@ Manifest decodeManifest(std::string_view json, const std::filesystem::path& sour
     return manifest;
 }
 
-void encodeManifest(const Manifest& manifest, const std::function<void(std::string_view)>& sink) {
-    sink("{\"owner\":" + platform::compactJson(manifest.owner) + ",\"files\":{");
-    std::string_view separator;
+std::string encodeManifest(const Manifest& manifest) {
+    std::string json = "{\"owner\":" + platform::compactJson(manifest.owner) + ",\"files\":{";
     for (const auto& [path, digest] : manifest.files) { // a document of all files would take much more memory
-        sink(separator);
-        sink(platform::compactJson(path) + ":" + platform::compactJson(digest));
-        separator = ",";
+        json += json.back() == '{' ? "" : ",";
+        json += platform::compactJson(path) + ":" + platform::compactJson(digest);
     }
-    sink("}}");
+    return json + "}}";
+}
+
+/// Its what() ends at a zero byte.
+std::string localizedDescription(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const InstallError& error) {
+        return error.message;
+    } catch (...) {
+        return platform::describe(failure);
+    }
 }
 
 } // namespace engine

@@ -1,16 +1,12 @@
 #include "engine/Plan.hpp"
 
 #include "engine/CompanionApplication.hpp"
-#include "engine/PackTitles.hpp"
 #include "engine/TemplateMark.hpp"
-#include "platform/Digest.hpp"
-#include "platform/ItemDigest.hpp"
 #include "platform/Parallel.hpp"
 #include "platform/Unicode.hpp"
 #include "platform/Uuid.hpp"
 
 #include <algorithm>
-#include <memory>
 #include <set>
 #include <utility>
 
@@ -121,9 +117,11 @@ private:
             }
         }
         planFiles(paths.legacy, files, legacy, [this](const std::string& path, const std::string& digest) {
-            return written(digest, [&from = fm, file = paths.legacy / path](const auto& sink) {
-                sink(deprecated(from.read(file, largestTemplate), file));
-            });
+            return NewItem{digest, [&from = fm, source = paths.legacy / path](const fs::path& to) {
+                               const std::string marked =
+                                   deprecated(from.read(source, largestTemplate), source);
+                               from.writeNew(to, [&](const auto& sink) { sink(marked); });
+                           }};
         });
         refuseUnknownTemplates(known);
         showLegacyCategory();
@@ -158,9 +156,8 @@ private:
         plan.journal.legacyHidden = fm.isHidden(paths.legacy);
         if (plan.journal.legacyHidden && paths.hiddenList) {
             const std::string list = fm.hiddenListWithout(paths.legacy);
-            add(*paths.hiddenList, findItem(installer, *paths.hiddenList),
-                list.empty() ? NewItem()
-                             : written(platform::textDigest(list), [list](const auto& sink) { sink(list); }));
+            add(*paths.hiddenList, platform::findItem(fm, *paths.hiddenList),
+                list.empty() ? NewItem() : written(list));
         }
     }
 
@@ -183,28 +180,20 @@ private:
     /// A manifest that lists nothing is no file.
     void planManifest(const fs::path& file, const std::optional<platform::ItemStatus>& status,
                       const Manifest& manifest) {
-        NewItem item;
-        if (!manifest.files.empty()) {
-            platform::Sha256 digest;
-            encodeManifest(manifest, [&](std::string_view piece) { digest.update(piece); });
-            item = written(platform::hexadecimal(digest.finish()),
-                           [kept = std::make_shared<const Manifest>(manifest)](const auto& sink) {
-                               encodeManifest(*kept, sink);
-                           });
-        }
+        const NewItem item = manifest.files.empty() ? NewItem() : written(encodeManifest(manifest));
         add(file, {status, platform::itemDigest(fm, file)}, item);
     }
 
     void planApplication() {
         const fs::path& application = paths.installedApplication;
         if (plan.installs) {
-            add(application, findItem(installer, application),
+            add(application, platform::findItem(fm, application),
                 {platform::itemDigest(fm, paths.payloadApplication),
                  [&from = fm, source = paths.payloadApplication](const fs::path& to) {
                      from.copyItem(source, to);
                  }});
         } else if (!isApplicationNeeded() && fm.existsNoFollow(application)) {
-            add(application, findItem(installer, application), {});
+            add(application, platform::findItem(fm, application), {});
             plan.unregisters = installer.register_;
         }
     }
@@ -240,13 +229,13 @@ private:
         }
     }
 
-    NewItem written(const std::string& digest, platform::FileManager::Source contents) const {
-        return {digest, [&to = fm, contents = std::move(contents)](const fs::path& file) {
-                    to.writeNew(file, contents);
+    NewItem written(const std::string& text) const {
+        return {platform::textDigest(text), [&to = fm, text](const fs::path& file) {
+                    to.writeNew(file, [&](const auto& sink) { sink(text); });
                 }};
     }
 
-    void add(const fs::path& path, const FoundItem& found, NewItem item) {
+    void add(const fs::path& path, const platform::FoundItem& found, NewItem item) {
         if (found.status || item.make) {
             plan.journal.entries.push_back({paths.inHome(path), found.digest, item.digest});
             plan.changes.push_back({found.status, std::move(item.make)});
@@ -276,6 +265,36 @@ private:
 };
 
 } // namespace
+
+InstallError changedFile(const fs::path& path) {
+    return InstallError("Fichier modifié ou non reconnu, conservé : " + path.string());
+}
+
+FoundItems verify(const PackInstaller& installer, const fs::path& folder, const FileTable& files,
+                  const FileTable& known, bool uninstall) {
+    FoundItems items;
+    for (const auto& [path, expected] : files) {
+        items.emplace_hint(items.end(), path, platform::FoundItem());
+    }
+    platform::forEachInParallel(items, [&](auto& item) {
+        auto& [path, found] = item;
+        const fs::path file = folder / path;
+        found = platform::findItem(installer.fm, file);
+        if (!found.status) {
+            return;
+        }
+        if (found.status->kind == Kind::link && !installer.exists(file)) {
+            throw changedFile(file); // a link to nothing is somebody's own
+        }
+        const std::string digest = found.status->kind == Kind::file ? found.digest : installer.hash(file);
+        const auto recorded = known.find(path);
+        const bool isRecorded = recorded != known.end() && recorded->second == digest;
+        if (!isRecorded && (uninstall || digest != files.at(path))) {
+            throw changedFile(file);
+        }
+    });
+    return items;
+}
 
 Plan makePlan(const PackInstaller& installer, const PackPaths& paths, const Request& request) {
     return Planner(installer, paths, request).make();

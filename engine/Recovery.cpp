@@ -1,7 +1,6 @@
 #include "engine/Recovery.hpp"
 
 #include "engine/CompanionApplication.hpp"
-#include "engine/Verification.hpp"
 #include "platform/Error.hpp"
 #include "platform/ItemDigest.hpp"
 
@@ -24,17 +23,15 @@ public:
         : installer(owner), fm(owner.fm), paths(where), journal(record) {}
 
     Undone run() {
-        for (const auto& [folder, state] : journal.folders) {
-            attempt([&, &path = folder, &found = state] { makeEmptiedFolder(path, found); });
+        for (const auto& folder : journal.folders) {
+            if (folder.second) {
+                attempt([&] { makeEmptiedFolder(folder.first); });
+            }
         }
         for (std::size_t entry = journal.entries.size(); entry-- > 0;) {
             attempt([&] { restore(entry); }, notRestored(paths.home / journal.entries[entry].path));
         }
-        attempt([&] {
-            if (installer.exists(paths.legacy)) {
-                fm.setHidden(paths.legacy, journal.legacyHidden);
-            }
-        });
+        attempt([&] { fm.setHidden(paths.legacy, journal.legacyHidden); });
         attempt([&] { restoreRegistration(); });
         for (auto folder = journal.folders.rbegin(); folder != journal.folders.rend(); ++folder) {
             attempt([&] { restoreFolder(paths.home / folder->first, folder->second); });
@@ -65,10 +62,7 @@ private:
     void note(const std::string& line) { undone.text += line + "\n"; }
 
     /// With all that belongs to the folder itself.
-    void makeEmptiedFolder(const std::string& folder, const std::optional<FolderState>& state) const {
-        if (!state) {
-            return;
-        }
+    void makeEmptiedFolder(const std::string& folder) const {
         const fs::path copy = journal.emptied(paths, folder);
         const fs::path partial = journal.temporary(paths.home / folder, journal.entries.size(), 'c');
         fm.removeItem(partial);
@@ -234,8 +228,7 @@ void endUndone(JournalFile& file, Undone& undone) {
         return;
     }
     try {
-        file.end();
-    } catch (const UnconfirmedError&) { // NOLINT(bugprone-empty-catch): undoing once more does no harm
+        static_cast<void>(file.end()); // undoing once more does no harm
     } catch (const std::exception&) {
         undone.text += localizedDescription(std::current_exception()) + "\n";
         undone.isRestored = false;

@@ -1,9 +1,7 @@
 #include "engine/Request.hpp"
 
-#include "engine/PackTitles.hpp"
 #include "platform/Unicode.hpp"
 
-#include <algorithm>
 #include <map>
 
 namespace engine {
@@ -19,6 +17,7 @@ bool Request::allows(const std::string& path) const {
 Request makeRequest(const PackInstaller& installer, bool uninstall,
                     const PackInstaller::Selection& selection) {
     Request request{uninstall, {}, {}, {}};
+    std::set<std::string> all;
     std::map<std::string, std::string> offered; // composed, and as the catalogue spells it
     for (const CatalogName& entry : installer.catalog()) {
         if (!isFolderName(entry.name)) {
@@ -31,20 +30,16 @@ Request makeRequest(const PackInstaller& installer, bool uninstall,
             request.cleared.insert(title);
         } else {
             offered.emplace(title, entry.name);
+            all.insert(entry.name);
         }
     }
-    const auto select = [&](const std::string& name) {
+    for (const std::string& name : selection.value_or(all)) {
         const auto found = offered.find(platform::composed(name));
         if (found == offered.end()) {
             throw InstallError("Sélection de transitions invalide.");
         }
         request.selection.insert(found->second);
         request.cleared.insert(found->first);
-    };
-    if (selection) {
-        std::ranges::for_each(*selection, select);
-    } else {
-        std::ranges::for_each(offered, [&](const auto& title) { select(title.second); });
     }
     if (request.selection.empty()) {
         throw InstallError("Sélection de transitions invalide.");

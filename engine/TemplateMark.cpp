@@ -1,6 +1,6 @@
 #include "engine/TemplateMark.hpp"
 
-#include "engine/InstallError.hpp"
+#include "engine/PackRecords.hpp"
 #include "platform/XmlDocument.hpp"
 
 #include <charconv>
@@ -16,11 +16,8 @@ constexpr std::int64_t mark = 2;
 
 /// The value of the flags' text: a sign and decimal digits. Anything else counts as 0.
 std::int64_t flagsValue(std::string_view text) {
-    if (text.starts_with('+')) {
+    if (text.starts_with('+') && !text.starts_with("+-")) {
         text.remove_prefix(1);
-        if (text.starts_with('-')) {
-            return 0;
-        }
     }
     std::int64_t value = 0;
     const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), value);

@@ -16,20 +16,9 @@ Transaction::Transaction(const PackInstaller& owner, const PackPaths& where, Pla
     : installer(owner), fm(owner.fm), paths(where), plan(made), journal(made.journal),
       backup(journal.backup(where)) {}
 
-void Transaction::begin() {
-    makeBackupFolders();
-    try {
-        file = JournalFile::begin(installer, paths, journal);
-        refuseOvertakenRun();
-    } catch (const ConcurrentRunError&) {
-        fm.removeItem(backup);
-        throw;
-    }
-}
-
 /// All that saving and undoing need is there, and on the disk with the journal, before the first change. What
 /// lay in a private folder stays private.
-void Transaction::makeBackupFolders() const {
+void Transaction::begin() {
     constexpr unsigned ownersOnly = 0700;
     fm.makeFolder(paths.support.parent_path());
     fm.makeFolder(backup, ownersOnly);
@@ -37,6 +26,13 @@ void Transaction::makeBackupFolders() const {
         if (plan.changes[entry].found) {
             fm.makeFolder(itemOf(entry).saved.parent_path());
         }
+    }
+    try {
+        file = JournalFile::begin(installer, paths, journal);
+        refuseOvertakenRun();
+    } catch (const ConcurrentRunError&) {
+        fm.removeItem(backup);
+        throw;
     }
 }
 
@@ -54,25 +50,22 @@ void Transaction::refuseOvertakenRun() {
 }
 
 void Transaction::apply() {
+    const auto forEachChange = [this](void (Transaction::*step)(std::size_t)) {
+        for (std::size_t entry = 0; entry < plan.changes.size(); ++entry) {
+            (this->*step)(entry);
+        }
+    };
     forEachChange(&Transaction::prepare);
     forEachChange(&Transaction::preserve);
-    synchronize();
+    fm.synchronizeFileSystems(journal.changedFolders(paths));
     forEachChange(&Transaction::put);
-    if (installer.exists(paths.legacy)) {
-        fm.setHidden(paths.legacy, false);
-    }
+    fm.setHidden(paths.legacy, false);
     verify();
     forEachChange(&Transaction::removeAside);
     removeEmptiedFolders();
-    synchronize();
+    fm.synchronizeFileSystems(journal.changedFolders(paths));
     if (plan.installs && installer.register_) { // last, because registration cannot be undone
         registerApplication(installer, paths.installedApplication);
-    }
-}
-
-void Transaction::forEachChange(void (Transaction::*step)(std::size_t)) {
-    for (std::size_t entry = 0; entry < plan.changes.size(); ++entry) {
-        (this->*step)(entry);
     }
 }
 
@@ -139,7 +132,7 @@ void Transaction::removeAside(std::size_t entry) {
 
 /// Whatever name the item has by now; a program may have had it open.
 void Transaction::refuseChanged(const fs::path& item, std::size_t entry) const {
-    if (!isStill(installer, item, plan.changes[entry].found, journal.entries[entry].before)) {
+    if (!platform::isStill(fm, item, plan.changes[entry].found, journal.entries[entry].before)) {
         throw changedFile(itemOf(entry).path);
     }
 }
@@ -179,10 +172,6 @@ void Transaction::unregister() {
     fm.synchronize({mark, backup});
 }
 
-void Transaction::synchronize() const {
-    fm.synchronizeFileSystems(journal.changedFolders(paths));
-}
-
 void Transaction::commit() {
     const auto removeQuietly = [](const auto& remove) {
         try {
@@ -191,13 +180,11 @@ void Transaction::commit() {
         }
     };
     removeQuietly([this] { fm.removeItem(journal.staging(paths)); }); // empty by now
-    try {
-        file->end();
-    } catch (const UnconfirmedError& doubt) {
-        throw UnconfirmedError(
-            "Tout est fait, mais le disque ne l’a pas confirmé : après une coupure, l’état "
-            "d’avant peut revenir.\n" +
-            doubt.message + "\nSauvegarde : " + backup.string());
+    if (const std::optional<std::string> doubt = file->end()) {
+        throw InstallError(
+            "Tout est fait, mais le disque ne l’a pas confirmé : après une coupure, l’état d’avant "
+            "peut revenir.\n" +
+            *doubt + "\nSauvegarde : " + backup.string());
     }
     removeQuietly([this] { removeMarks(installer, paths, journal); });
 }

@@ -35,9 +35,7 @@ public:
     InstallError rollBack(const std::exception_ptr& failure);
 
 private:
-    void makeBackupFolders() const;
     void refuseOvertakenRun();
-    void forEachChange(void (Transaction::*step)(std::size_t entry));
     void prepare(std::size_t entry);
     void preserve(std::size_t entry);
     void put(std::size_t entry);
@@ -46,7 +44,6 @@ private:
     void verify() const;
     void removeEmptiedFolders() const;
     void unregister();
-    void synchronize() const;
 
     Item itemOf(std::size_t entry) const { return journal.item(paths, entry); }
 

@@ -130,7 +130,8 @@ public:
     /// Whether file browsers hide the folder; false when it does not exist.
     bool isHidden(const std::filesystem::path& folder) const;
 
-    /// Where the folder itself records that, sets it; elsewhere does nothing.
+    /// Where the folder itself records that, sets it; elsewhere, and for a folder that does not exist, does
+    /// nothing.
     void setHidden(const std::filesystem::path& folder, bool hidden) const;
 
     /// The file that records which items of the folder's parent are hidden, on systems where the items

@@ -50,4 +50,18 @@ std::string itemDigest(const FileManager& files, const fs::path& path) {
     return "folder:" + hexadecimal(digest.finish());
 }
 
+FoundItem findItem(const FileManager& files, const fs::path& path) {
+    std::optional<ItemStatus> status = files.status(path);
+    return {status, status ? itemDigest(files, path) : std::string()};
+}
+
+/// The device is not compared: on an overlay it changes with a rename.
+bool isStill(const FileManager& files, const fs::path& path, const std::optional<ItemStatus>& found,
+             const std::string& digest) {
+    const std::optional<ItemStatus> now = files.status(path);
+    const bool isSame = now && found && now->kind == found->kind && now->inode == found->inode &&
+                        now->size == found->size && now->modified == found->modified;
+    return isSame || itemDigest(files, path) == digest;
+}
+
 } // namespace platform

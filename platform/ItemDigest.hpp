@@ -3,6 +3,7 @@
 #include "platform/FileManager.hpp"
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,5 +19,19 @@ std::string fileDigest(const FileManager& files, const std::filesystem::path& pa
 /// "folder:" and that of the names, kinds and digests of everything in a folder, "other:". Permissions and
 /// dates do not count. Empty when there is no item. Throws `Error`.
 std::string itemDigest(const FileManager& files, const std::filesystem::path& path);
+
+/// An item as it is at one moment.
+struct FoundItem {
+    std::optional<ItemStatus> status; ///< nothing when there is no item
+    std::string digest;               ///< see itemDigest
+};
+
+/// The item, looked at before it is digested: a change after that shows in the status. Throws `Error`.
+FoundItem findItem(const FileManager& files, const std::filesystem::path& path);
+
+/// True when the item at the path is the one that had this status, unchanged, whatever path it had then, or
+/// has this digest. Throws `Error`.
+bool isStill(const FileManager& files, const std::filesystem::path& path,
+             const std::optional<ItemStatus>& found, const std::string& digest);
 
 } // namespace platform

@@ -77,6 +77,9 @@ bool FileManager::isHidden(const fs::path& folder) const {
 }
 
 void FileManager::setHidden(const fs::path& folder, bool hidden) const {
+    if (!exists(folder)) {
+        return;
+    }
     const std::uint32_t found = flagsOf(folder);
     const std::uint32_t wanted = hidden ? found | UF_HIDDEN : found & ~std::uint32_t{UF_HIDDEN};
     if (wanted != found && retrying([&] { return ::lchflags(folder.c_str(), wanted); }) != 0) {

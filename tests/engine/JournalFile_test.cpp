@@ -42,7 +42,7 @@ TEST_F(JournalFileTest, ExistsUntilItEnds) {
     EXPECT_EQ(installer.fm.list(paths.support), (std::vector<std::string>{"Backups", "journal.jsonl"}));
     EXPECT_TRUE(installer.fm.list(file.read().backup(paths)).empty()); // where it was prepared
     EXPECT_FALSE(file.isEnded());
-    file.end();
+    EXPECT_EQ(file.end(), std::nullopt);
     EXPECT_TRUE(file.isEnded());
     EXPECT_FALSE(installer.exists(paths.journal));
 }

@@ -1,4 +1,3 @@
-#include "engine/InstallError.hpp"
 #include "engine/PackRecords.hpp"
 #include "platform/Error.hpp"
 #include "tests/support/Throws.hpp"
@@ -18,12 +17,6 @@ std::string catalogError(const std::string& json) {
 
 std::string manifestError(const std::string& json) {
     return messageOf<platform::Error>([&] { decodeManifest(json, "/m.json"); });
-}
-
-std::string encoded(const Manifest& manifest) {
-    std::string json;
-    encodeManifest(manifest, [&](std::string_view piece) { json += piece; });
-    return json;
 }
 
 TEST(InstallErrorTest, DescribesItselfByItsMessage) {
@@ -66,14 +59,14 @@ TEST(ManifestTest, RequiresItsKeysWithTheirTypes) {
 }
 
 TEST(ManifestTest, WritesCompactJsonWithEscapedSolidus) {
-    EXPECT_THAT(encoded({"orvo.lumopack01", {{"A/A.motr", "00"}}}),
+    EXPECT_THAT(encodeManifest({"orvo.lumopack01", {{"A/A.motr", "00"}}}),
                 AnyOf(Eq(R"({"files":{"A\/A.motr":"00"},"owner":"orvo.lumopack01"})"),
                       Eq(R"({"owner":"orvo.lumopack01","files":{"A\/A.motr":"00"}})")));
 }
 
 TEST(ManifestTest, ReadsWhatItWrites) {
     const Manifest manifest{"orvo.lumopack01", {{"é \"\\\n—/x.motr", "00"}, {"b/small.png", "11"}}};
-    EXPECT_EQ(decodeManifest(encoded(manifest), "m.json"), manifest);
+    EXPECT_EQ(decodeManifest(encodeManifest(manifest), "m.json"), manifest);
 }
 
 } // namespace

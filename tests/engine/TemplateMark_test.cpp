@@ -1,4 +1,4 @@
-#include "engine/InstallError.hpp"
+#include "engine/PackRecords.hpp"
 #include "engine/TemplateMark.hpp"
 #include "platform/Error.hpp"
 #include "platform/XmlDocument.hpp"

@@ -1,4 +1,4 @@
-#include "engine/Verification.hpp"
+#include "engine/Plan.hpp"
 #include "platform/Error.hpp"
 #include "platform/ItemDigest.hpp"
 #include "tests/support/TemporaryFolder.hpp"

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "engine/InstallError.hpp"
 #include "engine/PackRecords.hpp"
 #include "platform/Error.hpp"
 

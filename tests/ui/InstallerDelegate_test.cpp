@@ -1,4 +1,4 @@
-#include "engine/InstallError.hpp"
+#include "engine/PackRecords.hpp"
 #include "platform/Locations.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/ui/RecordingToolkit.hpp"

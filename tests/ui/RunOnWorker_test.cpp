@@ -1,4 +1,4 @@
-#include "engine/InstallError.hpp"
+#include "engine/PackRecords.hpp"
 #include "tests/ui/RecordingToolkit.hpp"
 #include "ui/InstallerDelegate.hpp"
 

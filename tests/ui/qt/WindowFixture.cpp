@@ -1,6 +1,6 @@
 #include "tests/ui/qt/WindowFixture.hpp"
 
-#include "engine/InstallError.hpp"
+#include "engine/PackRecords.hpp"
 #include "platform/Locations.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 

@@ -14,20 +14,22 @@ import disk
 import packs
 import report
 
+ALL_PACKS = ["sample", *(kind.name for kind in packs.LARGE + packs.SMALL)]
+
 
 def main():
     arguments = parsed_arguments()
     with disk.folder(arguments.work, arguments.file_system) as work:
         samples = [sample for name in arguments.packs for sample in pack_samples(name, arguments, work)]
         machine, file_system = report.machine(), report.file_system(work)
-    report.write(samples, machine, file_system, arguments.rounds, arguments.report)
+    report.write(samples, machine, file_system, arguments.rounds, arguments.report, arguments.packs == ALL_PACKS)
     return 0 if memory_is_bounded(samples) else 1
 
 
 def parsed_arguments():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=Path, required=True, help="the folder of a Release build")
-    parser.add_argument("--packs", nargs="+", default=["sample", *(kind.name for kind in packs.LARGE + packs.SMALL)],
+    parser.add_argument("--packs", nargs="+", default=ALL_PACKS,
                         help="sample, thousand, huge, or small-N for any number N of small transitions")
     parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--work", type=Path, help="a folder on the disk to measure, with 35 GB free; kept clean")

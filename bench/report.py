@@ -40,8 +40,9 @@ def file_system(folder):
     return subprocess.run(["findmnt", "-no", "FSTYPE", "--target", folder], capture_output=True, text=True).stdout.strip()
 
 
-def write(samples, machine_text, file_system_name, rounds, page):
-    """Puts the section of this run into the page, instead of an earlier one under the same heading."""
+def write(samples, machine_text, file_system_name, rounds, page, of_all):
+    """Puts the section of this run into the page, instead of an earlier one under the same heading, or instead of all
+    earlier ones when it is of all packs. The headings of runs, and no others, have a colon."""
     costs = medians(samples)
     heading = f"## {file_system_name}: {', '.join(subjects(costs))}"
     command = shlex.join(["script/bench", *own_arguments()])
@@ -53,7 +54,9 @@ def write(samples, machine_text, file_system_name, rounds, page):
         picture.write_text(plot(costs))
         section += GROWTH
     sections = re.split(r"\n(?=## )", page.read_text().rstrip("\n")) if page.exists() else []
-    kept = [other.rstrip("\n") for other in sections if other.splitlines()[0] != heading]
+    headings = (other.splitlines()[0] for other in sections)
+    kept = [other.rstrip("\n") for title, other in zip(headings, sections)
+            if title != heading and not (of_all and ": " in title)]
     page.write_text("\n\n".join([*kept, "\n".join(section)]) + "\n")
 
 

@@ -16,13 +16,10 @@ namespace engine {
 namespace {
 
 void refuseRunningEditor(const PackInstaller& installer) {
-    if (!installer.register_) {
-        return;
-    }
-    const std::vector<std::string> identifiers = installer.system.runningApplications();
-    if (std::ranges::any_of(identifiers, [](const std::string& identifier) {
-            return identifier.starts_with("com.apple.FinalCut") || identifier == "com.apple.motionapp";
-        })) {
+    const auto isEditor = [](const std::string& identifier) {
+        return identifier.starts_with("com.apple.FinalCut") || identifier == "com.apple.motionapp";
+    };
+    if (installer.register_ && std::ranges::any_of(installer.system.runningApplications(), isEditor)) {
         throw InstallError("Fermez Final Cut Pro et Motion, puis réessayez.");
     }
 }

@@ -3,7 +3,6 @@
 #include "engine/CompanionApplication.hpp"
 #include "engine/TemplateMark.hpp"
 #include "platform/Parallel.hpp"
-#include "platform/Unicode.hpp"
 #include "platform/Uuid.hpp"
 
 #include <algorithm>
@@ -111,8 +110,7 @@ private:
         std::set<std::string> known;
         for (const auto& [path, digest] : legacy.files) {
             known.insert(platform::composed(path));
-            const std::optional<std::string> after = legacyDigest(path);
-            if (after) {
+            if (const std::optional<std::string> after = legacyDigest(path)) {
                 files.emplace(path, *after);
             }
         }

@@ -1,18 +1,8 @@
 #include "engine/Request.hpp"
 
-#include "platform/Unicode.hpp"
-
 #include <map>
 
 namespace engine {
-
-bool Request::selected(const std::string& path) const {
-    return cleared.contains(platform::composed(transitionOf(path)));
-}
-
-bool Request::allows(const std::string& path) const {
-    return isTemplateFile(path) && titles.contains(platform::composed(transitionOf(path)));
-}
 
 Request makeRequest(const PackInstaller& installer, bool uninstall,
                     const PackInstaller::Selection& selection) {

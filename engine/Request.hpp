@@ -1,13 +1,13 @@
 #pragma once
 
 #include "engine/PackInstaller.hpp"
+#include "platform/Unicode.hpp"
 
 #include <algorithm>
 #include <array>
 #include <set>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace engine {
 
@@ -57,10 +57,14 @@ struct Request {
 
     /// Whether a file, by its path relative to a category folder, belongs to the run: by its transition, by
     /// the title that the older pack gave the transition, or because its transition is no longer offered.
-    bool selected(const std::string& path) const;
+    bool selected(const std::string& path) const {
+        return cleared.contains(platform::composed(transitionOf(path)));
+    }
 
     /// Whether a manifest may list this path: a file of a transition of either pack.
-    bool allows(const std::string& path) const;
+    bool allows(const std::string& path) const {
+        return isTemplateFile(path) && titles.contains(platform::composed(transitionOf(path)));
+    }
 };
 
 /// Reads the catalogue and checks the selection. Throws InstallError for a selection that is empty or holds a

@@ -1,7 +1,15 @@
-# Finds the newest Clang of this machine: ORVO_CLANG, ORVO_CLANGXX. Below 16 it does not take all of this C++.
+# Finds the Clang to use, as script/bootstrap chooses it: ORVO_CLANG, ORVO_CLANGXX. It is the newest of this machine that
+# has its C++ library. Below 16 it does not take all of this C++.
 foreach(version RANGE 40 16 -1)
-  list(APPEND clang_names clang-${version})
-  list(APPEND clangxx_names clang++-${version})
+  set(list others)
+  if(EXISTS /usr/lib/llvm-${version}/lib/libc++.so.1)
+    set(list complete)
+  endif()
+  list(APPEND ${list} ${version})
 endforeach()
-find_program(ORVO_CLANG NAMES ${clang_names} clang)
-find_program(ORVO_CLANGXX NAMES ${clangxx_names} clang++)
+foreach(version ${complete} ${others})
+  list(APPEND clang clang-${version})
+  list(APPEND clangxx clang++-${version})
+endforeach()
+find_program(ORVO_CLANG NAMES ${clang} clang)
+find_program(ORVO_CLANGXX NAMES ${clangxx} clang++)

@@ -215,11 +215,11 @@ Undone undo(const PackInstaller& installer, const PackPaths& paths, const Journa
 }
 
 void removeMarks(const PackInstaller& installer, const PackPaths& paths, const Journal& journal) {
-    for (const auto& [folder, state] : journal.folders) {
-        installer.fm.removeEmptyFolder(journal.emptied(paths, folder));
-    }
     if (journal.unregistered) {
         installer.fm.removeItem(journal.unregisteredMark(paths));
+    }
+    for (const auto& [folder, state] : journal.folders) {
+        installer.fm.removeEmptyFolder(journal.emptied(paths, folder));
     }
 }
 

@@ -66,9 +66,9 @@ def backup_is_as_in(state: State, clean: State, before: State) -> Iterator[str]:
 
 
 def _new_backups(state: State, before: State) -> Tree:
-    """Without the folders that a run emptied, which it may leave there when they cannot be removed."""
+    """Without what only an undo needs, which a run may leave there when it cannot be removed."""
     return state.support().where(lambda path: path not in before.support() and not path.startswith("Staging-")
-                                 and "/Emptied" not in path)
+                                 and "/Emptied-" not in path and not path.endswith("/unregistered"))
 
 
 def says_success(run: Run) -> Iterator[str]:

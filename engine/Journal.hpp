@@ -42,8 +42,7 @@ struct FolderState {
 struct Journal {
     std::string id; ///< the run's UUID, the name of its backup folder
     bool legacyHidden = false;
-    bool unregistered =
-        false; ///< whether the run has taken the extension's registration back; see JournalFile
+    bool unregistered = false; ///< whether the run has taken the extension's registration back
 
     /// The folders above the paths, relative to the home folder, that a run may make (nothing) or empty (what
     /// it found of them). In the order of the map the upper ones come first.

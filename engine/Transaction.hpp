@@ -25,7 +25,8 @@ public:
     /// Does everything that the plan lists, and checks it. After a throw the run has to be rolled back.
     void apply();
 
-    /// Ends the journal: from here on the run is committed. Throws as JournalFile::end.
+    /// Ends the journal: from here on the run is committed. Throws platform::Error when it is not,
+    /// InstallError when it is and the disk has not confirmed it.
     void commit();
 
     /// True from the moment at which the journal is gone.

@@ -16,8 +16,8 @@ namespace {
 constexpr uid_t owner = 54321;
 constexpr uid_t stranger = 54322;
 
-/// What the window of a user whose HOME is this folder says of its first run. The program itself may lie where
-/// only root can look, as this test's does on a machine that builds as root.
+/// What the window of a user whose HOME is this folder says of its first run. The program itself may lie
+/// where only root can look, as this test's does on a machine that builds as root.
 std::string failureIn(const std::filesystem::path& home) {
     ::setenv("HOME", home.c_str(), 1);
     RecordingToolkit toolkit;

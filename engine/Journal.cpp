@@ -173,13 +173,13 @@ JournalFile JournalFile::begin(const PackInstaller& installer, const PackPaths& 
     const fs::path draft = journal.backup(paths) / "journal.jsonl";
     installer.fm.writeNew(draft, [&](const auto& sink) { sink(encodeJournal(journal)); });
     try {
-        std::optional<platform::FileLock> lock = platform::FileLock::lock(draft);
-        if (!lock) {
+        std::optional<platform::FileLock> locked = platform::FileLock::lock(draft);
+        if (!locked) {
             throw concurrentRun();
         }
         installer.fm.synchronizeFileSystems({draft});
         installer.fm.renameItem(draft, paths.journal);
-        JournalFile file(installer, paths, std::move(*lock));
+        JournalFile file(installer, paths, std::move(*locked));
         try {
             installer.fm.synchronize({paths.support});
         } catch (const std::exception&) {
@@ -198,10 +198,10 @@ JournalFile JournalFile::begin(const PackInstaller& installer, const PackPaths& 
 
 std::optional<JournalFile> JournalFile::takeOver(const PackInstaller& installer, const PackPaths& paths) {
     return refusingForeign(paths, [&]() -> std::optional<JournalFile> {
-        while (std::optional<platform::FileLock> lock = platform::FileLock::lock(paths.journal)) {
+        while (std::optional<platform::FileLock> locked = platform::FileLock::lock(paths.journal)) {
             // The run may have ended, and another begun, between the opening and the locking.
-            if (lock->locks(paths.journal)) {
-                return JournalFile(installer, paths, std::move(*lock));
+            if (locked->locks(paths.journal)) {
+                return JournalFile(installer, paths, std::move(*locked));
             }
         }
         return std::nullopt;

@@ -250,8 +250,8 @@ TEST_F(UsersFileOnAnotherDisk, ThatAnOpenEditorWritesToWhileItIsCopiedIsNotRemov
         const char* call;
     };
     const Arguments thisPath{"-P", path.string(), "-P", onDisk(path).string()};
-    for (const auto& [direction, where, call] : {Moment{"--install", thisPath, "renameat2:when=1"},
-                                                 Moment{"--uninstall", {}, "copy_file_range:when=1"}}) {
+    for (const auto& [direction, where, call] :
+         {Moment{"--install", thisPath, "renameat2:when=1"}, Moment{"--uninstall", {}, "utimensat:when=1"}}) {
         const std::string old = templateText("01 Ink Drop", "2.0");
         writeFile(path, old);
         TreeSnapshot before = TreeSnapshot::of(disk->path());
@@ -281,7 +281,7 @@ TEST_F(UsersFileOnAnotherDisk, ThatIsSavedAnewWhileTheOldOneIsMovedIsKept) {
     EXPECT_EQ(readFile(path), old);
     EXPECT_EQ(readFile(keptPath(backup, path)), savedMeanwhile);
 
-    StoppedRun uninstall(program({"--uninstall"}), {}, "copy_file_range:when=1");
+    StoppedRun uninstall(program({"--uninstall"}), {}, "utimensat:when=1");
     writeFile(path, savedMeanwhile);
     EXPECT_EQ(uninstall.goOn().status, 0);
     EXPECT_EQ(readFile(path), savedMeanwhile);

@@ -72,10 +72,6 @@ public:
     /// Writes a file where nothing exists. After a throw, also one of the source's, nothing of it is left.
     void writeNew(const std::filesystem::path& path, const Source& contents) const;
 
-    /// Adds the bytes to the end of an existing file and returns once they are on the disk. After a throw
-    /// some of them may be there.
-    void appendDurably(const std::filesystem::path& path, std::string_view bytes) const;
-
     /// Creates the folder and every missing one above it with these permissions, less the process's mask; an
     /// existing folder, or a link to one, is no error.
     void makeFolder(const std::filesystem::path& path, unsigned permissions = 0777) const;

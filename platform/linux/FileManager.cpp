@@ -99,10 +99,6 @@ int renameWithoutReplacing(const char* from, const char* to) {
     return ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
 }
 
-int flushFile(int file) {
-    return ::fsync(file);
-}
-
 int flushFileSystem(int file) {
     return ::syncfs(file);
 }

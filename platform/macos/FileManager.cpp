@@ -29,6 +29,12 @@ std::uint32_t flagsOf(const fs::path& item) {
     return static_cast<std::uint32_t>(found.st_flags);
 }
 
+/// With the cache of the drive.
+int flushFile(int file) {
+    const int result = ::fcntl(file, F_FULLFSYNC);
+    return result != 0 && isUnknownFlush(errno) ? ::fsync(file) : result;
+}
+
 } // namespace
 
 namespace parts {
@@ -37,11 +43,6 @@ const bool copiesCompanions = true;
 
 int renameWithoutReplacing(const char* from, const char* to) {
     return ::renamex_np(from, to, RENAME_EXCL);
-}
-
-int flushFile(int file) {
-    const int result = ::fcntl(file, F_FULLFSYNC);
-    return result != 0 && isUnknownFlush(errno) ? ::fsync(file) : result;
 }
 
 int flushFileSystem(int file) {
@@ -112,7 +113,7 @@ void FileManager::synchronize(const std::vector<fs::path>& items) const {
     for (const auto& [number, last] : disks) {
         const auto& [item, file] = last;
         const int descriptor = file.get();
-        if (retrying([&] { return parts::flushFile(descriptor); }) != 0) {
+        if (retrying([&] { return flushFile(descriptor); }) != 0) {
             throw fileError("enregistrer sur le disque", item, errno);
         }
     }

@@ -420,15 +420,6 @@ void FileManager::writeNew(const fs::path& path, const Source& contents) const {
     }
 }
 
-void FileManager::appendDurably(const fs::path& path, std::string_view bytes) const {
-    Descriptor file(retrying(
-        [&] { return ::open(path.c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
-    if (!file || !parts::writeAll(file.get(), bytes) ||
-        retrying([&] { return parts::flushFile(file.get()); }) != 0 || !file.close()) {
-        throw fileError("écrire", path, errno);
-    }
-}
-
 void FileManager::makeFolder(const fs::path& path, unsigned permissions) const {
     const auto make = [&] {
         return retrying([&] { return ::mkdir(path.c_str(), static_cast<mode_t>(permissions)); }) == 0 ? 0

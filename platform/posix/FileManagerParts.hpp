@@ -25,9 +25,6 @@ bool writeAll(int descriptor, std::string_view bytes);
 /// Renames an item unless the new path is taken; -1 with EINVAL or ENOTSUP where a file system cannot do it.
 int renameWithoutReplacing(const char* from, const char* to);
 
-/// Puts a file on the disk, its cache included; -1, with errno set, when that fails.
-int flushFile(int file);
-
 /// Puts all that was written to the file's file system on the disk; -1, with errno set, when that fails.
 int flushFileSystem(int file);
 

@@ -312,20 +312,6 @@ TEST_F(FileManagerTest, LeavesNothingOfANewFileWhoseSourceFails) {
     EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 
-TEST_F(FileManagerTest, AppendsOnlyToAnExistingFile) {
-    writeFile(folder / "file", "a");
-    fs::create_symlink("file", folder / "link");
-    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    files.appendDurably(folder / "file", "b");
-    files.appendDurably(folder / "file", "c");
-    EXPECT_EQ(readFile(folder / "file"), "abc");
-    for (const char* name : {"absent", "link", "pipe"}) {
-        EXPECT_THROW(files.appendDurably(folder / name, "x"), Error) << name;
-    }
-    EXPECT_EQ(readFile(folder / "file"), "abc");
-    EXPECT_FALSE(fs::exists(folder / "absent"));
-}
-
 TEST_F(FileManagerTest, DoesNotTakeAnItemThatItCannotLookAtForAbsent) {
     const fs::path unseen = folder / std::string(300, 'x'); // no file system has names as long
     EXPECT_THROW(files.exists(unseen), Error);

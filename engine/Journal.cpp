@@ -38,8 +38,9 @@ void decodeLine(Journal& journal, const Json& line) {
     } else if (line.contains("folder")) {
         auto& state = journal.folders[line.at("folder").get<std::string>()];
         if (line.contains("permissions")) {
-            state =
-                FolderState{line.at("permissions").get<unsigned>(), line.at("modified").get<std::int64_t>()};
+            using Whole = const Json::number_integer_t&; // a fraction may be one that no whole number is near
+            state = FolderState{static_cast<unsigned>(line.at("permissions").get_ref<Whole>()),
+                                line.at("modified").get_ref<Whole>()};
         }
     } else {
         journal.entries.push_back({line.at("path"), line.at("before"), line.at("after")});

@@ -119,6 +119,8 @@ TEST_F(JournalTest, RefusesFoldersThatLeadToNoneOfItsPaths) {
     expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":-1)"));
     expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":4294967296)"));
     expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":1.5)"));
+    expectRefused(line(transitionFolder, R"(,"modified":0,"permissions":1e73)"));
+    expectRefused(line(transitionFolder, R"(,"modified":-1e73,"permissions":493)"));
     expectRefused(line(transitionFolder, R"(,"permissions":1)"));
     expectRefused(run + R"({"folder":"Movies"})" + "\n" + R"({"folder":"Movies"})" + "\n" + entry(small));
 }

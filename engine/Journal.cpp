@@ -229,12 +229,12 @@ std::optional<std::string> JournalFile::end() {
         ended = true;
         installer->fm.synchronize({paths->support});
         return std::nullopt;
-    } catch (const platform::Error& error) {
+    } catch (const std::exception&) { // a disk that fails, or memory that ends
         ended = ended || !installer->fm.existsNoFollow(paths->journal);
         if (!ended) {
             throw;
         }
-        return error.what();
+        return localizedDescription(std::current_exception());
     }
 }
 

@@ -110,7 +110,7 @@ public:
     /// What the file says. Throws InstallError as above.
     Journal read() const;
 
-    /// Removes the file, durably. After platform::Error it still exists. Returns why the disk has not
+    /// Removes the file, durably. After an exception it still exists. Returns why the disk has not
     /// confirmed it, if it has not: after a power failure the file may be there again.
     [[nodiscard]] std::optional<std::string> end();
 

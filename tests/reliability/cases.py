@@ -130,7 +130,8 @@ def _full_disks(index: int, baseline: Baseline) -> Iterator[Case]:
 def _memory(index: int, baseline: Baseline) -> Iterator[Case]:
     most = 400  # the same steps come again with every file
     step = max(1, baseline.allocations // most)
-    for number in range(1, baseline.allocations + 1, step):
+    around_commit = range(max(1, baseline.allocations - 300), baseline.allocations + 1)
+    for number in sorted({*range(1, baseline.allocations + 1, step), *around_commit}):
         yield Case(index, "memory", setting="allocation", number=number)
         yield Case(index, "memory", setting="allocations from", number=number)
 

@@ -51,6 +51,10 @@ def keeps_older_backups(state: State, before: State) -> Iterator[str]:
             yield f"changed in an older backup: {path}"
 
 
+def has_empty_staging(state: State) -> bool:
+    return sum(path.startswith(SUPPORT + "/Staging-") for path in state.tree) == 1
+
+
 def leaves_no_leftover(state: State, may_keep_staging: bool = False) -> Iterator[str]:
     for path in state.tree:
         in_staging = path.startswith(SUPPORT + "/Staging-")

@@ -167,9 +167,13 @@ std::string declarationOf(std::string_view bytes) {
     return std::string(bytes.substr(0, end == std::string_view::npos ? start : end + 2));
 }
 
-/// What the library makes, unless memory ends.
-xmlNode* made(xmlNode* node) {
-    if (node == nullptr) {
+/// The node that the library makes, unless memory ends; it may make one that lacks its text then.
+template <typename Make>
+xmlNode* made(Make make) {
+    Messages messages;
+    xmlNode* node = make();
+    if (node == nullptr || messages.hasMemoryEnded) {
+        xmlFreeNode(node);
         throw std::bad_alloc();
     }
     return node;
@@ -209,7 +213,9 @@ void prepareLayout(xmlNode* root) {
             continue;
         }
         if (xmlNodeGetSpacePreserve(element) == 1) {
-            xmlAddChild(element, made(xmlNewDocText(element->doc, library("")))); // to count as one with text
+            xmlAddChild(element, made([&] {
+                            return xmlNewDocText(element->doc, library(""));
+                        })); // to count as one with text
             continue;
         }
         for (xmlNode* child = element->children; child != nullptr;) {
@@ -246,7 +252,7 @@ int takePiece(void* context, const char* piece, int length) {
 /// Returns false when the library cannot write the document so.
 bool save(xmlDoc* document, const char* encoding, int options,
           const std::function<void(std::string_view)>& sink) {
-    const Messages messages;
+    Messages messages;
     Output output{sink, nullptr};
     const std::unique_ptr<xmlSaveCtxt, CloseSave> saving(
         xmlSaveToIO(takePiece, nullptr, &output, encoding, options | XML_SAVE_AS_XML));
@@ -300,7 +306,7 @@ XmlDocument::XmlDocument(std::string_view bytes, const std::filesystem::path& so
     if (bytes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         throw parseError(source, "le document est trop grand");
     }
-    const Messages messages;
+    Messages messages;
     const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
     if (!parser) {
         throw parseError(source, reason(ENOMEM));
@@ -390,7 +396,7 @@ std::optional<XmlDocument::Element> XmlDocument::Element::firstChild(std::string
 
 XmlDocument::Element XmlDocument::Element::insertBefore(const std::optional<Element>& child,
                                                         const std::string& name) {
-    xmlNode* added = made(xmlNewDocNode(node->doc, nullptr, library(name), nullptr));
+    xmlNode* added = made([&] { return xmlNewDocNode(node->doc, nullptr, library(name), nullptr); });
     if (child) {
         xmlAddPrevSibling(child->node, added);
     } else if (node->children != nullptr) {
@@ -402,7 +408,8 @@ XmlDocument::Element XmlDocument::Element::insertBefore(const std::optional<Elem
 }
 
 XmlDocument::Element XmlDocument::Element::append(const std::string& name) {
-    return Element(xmlAddChild(node, made(xmlNewDocNode(node->doc, nullptr, library(name), nullptr))));
+    return Element(
+        xmlAddChild(node, made([&] { return xmlNewDocNode(node->doc, nullptr, library(name), nullptr); })));
 }
 
 std::string XmlDocument::Element::text() const {
@@ -419,7 +426,7 @@ std::string XmlDocument::Element::text() const {
 }
 
 void XmlDocument::Element::setText(const std::string& text) {
-    xmlNode* content = made(xmlNewDocText(node->doc, library(text)));
+    xmlNode* content = made([&] { return xmlNewDocText(node->doc, library(text)); });
     xmlNodeSetContent(node, nullptr);
     xmlAddChild(node, content);
 }

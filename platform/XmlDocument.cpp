@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <exception>
 #include <functional>
 #include <limits>
@@ -33,6 +32,7 @@ constexpr std::size_t mostNames = std::size_t{64} << 10; // bytes of different n
 struct Progress {
     int depth = 0;
     const char* refusal = nullptr; ///< why the parsing was stopped
+    bool lacksEntity = false;      ///< because memory ended, of which the library says nothing there
 };
 
 struct FreeParser {
@@ -90,6 +90,12 @@ public:
     Messages(const Messages&) = delete;
     Messages& operator=(const Messages&) = delete;
 
+    void throwIfMemoryEnded() const {
+        if (hasMemoryEnded) {
+            throw std::bad_alloc();
+        }
+    }
+
     bool hasMemoryEnded = false;
 };
 
@@ -110,6 +116,10 @@ void acceptEntity(void* context, const xmlChar* name, int type, const xmlChar* p
         return;
     }
     xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+    if (xmlSAX2GetEntity(context, name) == nullptr) {
+        progressOf(parser).lacksEntity = true;
+        xmlStopParser(parser);
+    }
 }
 
 void enterElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
@@ -137,7 +147,7 @@ Error parseError(const std::filesystem::path& source, const std::string& reason)
                           : fileError("lire", source, reason);
 }
 
-/// Why there is no document.
+/// Why there is no document. Throws std::bad_alloc where memory ended.
 std::string failure(xmlParserCtxt* parser, bool hasMemoryEnded) {
     if (const char* refusal = progressOf(parser).refusal) {
         return refusal;
@@ -145,8 +155,8 @@ std::string failure(xmlParserCtxt* parser, bool hasMemoryEnded) {
     if (xmlDictGetUsage(parser->dict) > mostNames) {
         return "le document emploie trop de noms différents";
     }
-    if (hasMemoryEnded) {
-        return reason(ENOMEM);
+    if (hasMemoryEnded || progressOf(parser).lacksEntity) { // the bound on names is told of in the same way
+        throw std::bad_alloc();
     }
     const xmlError* error = xmlCtxtGetLastError(parser);
     std::string text = "ce n’est pas du XML valide";
@@ -177,6 +187,21 @@ xmlNode* made(Make make) {
         throw std::bad_alloc();
     }
     return node;
+}
+
+xmlNode* newElement(xmlDoc* document, const std::string& name) {
+    return made([&] { return xmlNewDocNode(document, nullptr, library(name), nullptr); });
+}
+
+xmlNode* newText(xmlDoc* document, const std::string& text) {
+    return made([&] { return xmlNewDocText(document, library(text)); });
+}
+
+bool preservesSpace(const xmlNode* element) {
+    Messages messages;
+    const bool preserves = xmlNodeGetSpacePreserve(element) == 1;
+    messages.throwIfMemoryEnded();
+    return preserves;
 }
 
 bool isElement(const xmlNode* node) {
@@ -212,10 +237,8 @@ void prepareLayout(xmlNode* root) {
         if (!holdsOnlyStructure(element)) {
             continue;
         }
-        if (xmlNodeGetSpacePreserve(element) == 1) {
-            xmlAddChild(element, made([&] {
-                            return xmlNewDocText(element->doc, library(""));
-                        })); // to count as one with text
+        if (preservesSpace(element)) {
+            xmlAddChild(element, newText(element->doc, "")); // to count as one with text
             continue;
         }
         for (xmlNode* child = element->children; child != nullptr;) {
@@ -260,9 +283,7 @@ bool save(xmlDoc* document, const char* encoding, int options,
     if (output.failure) {
         std::rethrow_exception(output.failure);
     }
-    if (messages.hasMemoryEnded) {
-        throw std::bad_alloc();
-    }
+    messages.throwIfMemoryEnded();
     return isSaved;
 }
 
@@ -309,7 +330,7 @@ XmlDocument::XmlDocument(std::string_view bytes, const std::filesystem::path& so
     Messages messages;
     const std::unique_ptr<xmlParserCtxt, FreeParser> parser(xmlNewParserCtxt());
     if (!parser) {
-        throw parseError(source, reason(ENOMEM));
+        throw std::bad_alloc();
     }
     Progress progress;
     parser->_private = &progress;
@@ -321,7 +342,7 @@ XmlDocument::XmlDocument(std::string_view bytes, const std::filesystem::path& so
     constexpr int options = XML_PARSE_NONET | XML_PARSE_HUGE | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     document.reset(xmlCtxtReadMemory(parser.get(), bytes.data(), static_cast<int>(bytes.size()), nullptr,
                                      nullptr, options));
-    if (!document || progress.refusal != nullptr || messages.hasMemoryEnded) {
+    if (!document || progress.refusal != nullptr || progress.lacksEntity || messages.hasMemoryEnded) {
         throw parseError(source, failure(parser.get(), messages.hasMemoryEnded));
     }
 }
@@ -396,7 +417,7 @@ std::optional<XmlDocument::Element> XmlDocument::Element::firstChild(std::string
 
 XmlDocument::Element XmlDocument::Element::insertBefore(const std::optional<Element>& child,
                                                         const std::string& name) {
-    xmlNode* added = made([&] { return xmlNewDocNode(node->doc, nullptr, library(name), nullptr); });
+    xmlNode* added = newElement(node->doc, name);
     if (child) {
         xmlAddPrevSibling(child->node, added);
     } else if (node->children != nullptr) {
@@ -408,8 +429,7 @@ XmlDocument::Element XmlDocument::Element::insertBefore(const std::optional<Elem
 }
 
 XmlDocument::Element XmlDocument::Element::append(const std::string& name) {
-    return Element(
-        xmlAddChild(node, made([&] { return xmlNewDocNode(node->doc, nullptr, library(name), nullptr); })));
+    return Element(xmlAddChild(node, newElement(node->doc, name)));
 }
 
 std::string XmlDocument::Element::text() const {
@@ -418,7 +438,9 @@ std::string XmlDocument::Element::text() const {
         if (item->type == XML_TEXT_NODE || item->type == XML_CDATA_SECTION_NODE) {
             appendBounded(result, view(item->content));
         } else if (item->type == XML_ENTITY_REF_NODE) {
+            Messages messages;
             const std::unique_ptr<xmlChar, FreeString> value(xmlNodeGetContent(item));
+            messages.throwIfMemoryEnded();
             appendBounded(result, view(value.get()));
         }
     }
@@ -426,7 +448,7 @@ std::string XmlDocument::Element::text() const {
 }
 
 void XmlDocument::Element::setText(const std::string& text) {
-    xmlNode* content = made([&] { return xmlNewDocText(node->doc, library(text)); });
+    xmlNode* content = newText(node->doc, text);
     xmlNodeSetContent(node, nullptr);
     xmlAddChild(node, content);
 }

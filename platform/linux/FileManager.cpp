@@ -11,7 +11,7 @@
 
 #include <algorithm>
 #include <array>
-#include <sstream>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
@@ -76,11 +76,12 @@ void copyAttributes(const fs::path& from, const fs::path& to) {
 std::vector<std::string> hiddenNames(const FileManager& files, const fs::path& list) {
     constexpr std::uint64_t most = std::uint64_t{1} << 20;
     std::vector<std::string> names;
-    if (files.exists(list)) {
-        std::istringstream lines(files.read(list, most));
-        for (std::string name; std::getline(lines, name);) {
-            names.push_back(name);
-        }
+    const std::string text = files.exists(list) ? files.read(list, most) : "";
+    for (std::string_view lines = text;
+         !lines.empty();) { // a stream would take the end of memory for its own
+        const std::string_view name = lines.substr(0, lines.find('\n'));
+        names.emplace_back(name);
+        lines.remove_prefix(std::min(lines.size(), name.size() + 1));
     }
     return names;
 }

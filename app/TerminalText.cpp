@@ -18,12 +18,6 @@ bool isWideControl(unsigned char first, unsigned char second) {
     return first == 0xC2 && second >= 0x80 && second < 0xA0;
 }
 
-std::string visible(unsigned char control) {
-    std::array<char, 5> text{};
-    std::snprintf(text.data(), text.size(), "\\x%02X", unsigned{control});
-    return text.data();
-}
-
 void write(int descriptor, std::string_view text) {
     while (!text.empty()) {
         const ssize_t length = ::write(descriptor, text.data(), text.size());
@@ -36,30 +30,32 @@ void write(int descriptor, std::string_view text) {
 
 } // namespace
 
-std::string withVisibleControls(std::string_view text) {
-    std::string result;
+void showControls(std::string_view text, const std::function<void(std::string_view)>& sink) {
+    std::size_t start = 0; // of what was not passed on yet
     for (std::size_t at = 0; at < text.size(); ++at) {
         const auto byte = static_cast<unsigned char>(text[at]);
         const auto next = static_cast<unsigned char>(at + 1 < text.size() ? text[at + 1] : 0);
-        if (isControl(byte)) {
-            result += visible(byte);
-        } else if (isWideControl(byte, next)) {
-            result += visible(next);
-            ++at;
-        } else {
-            result += text[at];
+        const bool isWide = isWideControl(byte, next);
+        if (isWide || isControl(byte)) {
+            std::array<char, 5> visible{};
+            std::snprintf(visible.data(), visible.size(), "\\x%02X", unsigned{isWide ? next : byte});
+            sink(text.substr(start, at - start));
+            sink(visible.data());
+            at += isWide ? 1 : 0;
+            start = at + 1;
         }
     }
-    return result;
+    sink(text.substr(start));
 }
 
 void printLine(int descriptor, const std::string& text) {
+    const auto print = [descriptor](std::string_view piece) { write(descriptor, piece); };
     if (::isatty(descriptor) == 1) {
-        write(descriptor, withVisibleControls(text) + "\n");
-        return;
+        showControls(text, print);
+    } else {
+        print(text);
     }
-    write(descriptor, text); // needs no memory, which may be gone by now
-    write(descriptor, "\n");
+    print("\n");
 }
 
 } // namespace app

@@ -4,7 +4,11 @@
 
 namespace {
 
-using app::withVisibleControls;
+std::string withVisibleControls(std::string_view text) {
+    std::string shown;
+    app::showControls(text, [&](std::string_view piece) { shown += piece; });
+    return shown;
+}
 
 TEST(TerminalText, ShowsControlCharacters) {
     EXPECT_EQ(withVisibleControls("a\x1B[2Jb"), "a\\x1B[2Jb");

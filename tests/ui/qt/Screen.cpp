@@ -39,9 +39,9 @@ Screen::Screen() {
     const std::filesystem::path number = folder / "display";
     // The server picks a free number itself and writes it down.
     server = std::make_unique<ChildProcess>(
-        std::vector<std::string>{"sh", "-c",
-                                 "exec Xvfb -displayfd 3 -screen 0 1200x1200x24 -nolisten tcp 3>\"$1\"", "sh",
-                                 number.string()},
+        std::vector<std::string>{
+            "sh", "-c", "exec Xvfb -displayfd 3 -screen 0 1200x1200x24 -nolisten tcp -noreset 3>\"$1\"", "sh",
+            number.string()},
         std::map<std::string, std::string>{}, folder / "server.log");
     const bool up =
         eventually([&] { return std::filesystem::exists(number) && readFile(number).ends_with('\n'); });

@@ -110,9 +110,9 @@ fs::path Journal::emptied(const PackPaths& paths, const std::string& folder) con
 }
 
 std::vector<fs::path> Journal::changedFolders(const PackPaths& paths) const {
-    std::set<fs::path> changed{paths.support};
+    std::set<std::string> changed{paths.support.string()};
     for (const JournalEntry& entry : entries) {
-        changed.insert((paths.home / entry.path).parent_path());
+        changed.insert((paths.home / entry.path).parent_path().string());
     }
     return {changed.begin(), changed.end()};
 }

@@ -85,9 +85,10 @@ private:
         const fs::path source = paths.payloadTemplates / path;
         const auto status = fm.status(source);
         const bool isLink = status && status->kind == Kind::link;
-        return {isLink ? platform::itemDigest(fm, source) : digest, [&from = fm, source](const fs::path& to) {
-                    from.copyItem(source, to);
-                    if (source.extension() == ".motr") {
+        return {isLink ? platform::itemDigest(fm, source) : digest,
+                [&from = fm, name = source.string()](const fs::path& to) {
+                    from.copyItem(name, to);
+                    if (name.ends_with(".motr")) {
                         from.touch(to); // the editor takes it for a new template
                     }
                 }};
@@ -115,9 +116,8 @@ private:
             }
         }
         planFiles(paths.legacy, files, legacy, [this](const std::string& path, const std::string& digest) {
-            return NewItem{digest, [&from = fm, source = paths.legacy / path](const fs::path& to) {
-                               const std::string marked =
-                                   deprecated(from.read(source, largestTemplate), source);
+            return NewItem{digest, [&from = fm, name = (paths.legacy / path).string()](const fs::path& to) {
+                               const std::string marked = deprecated(from.read(name, largestTemplate), name);
                                from.writeNew(to, [&](const auto& sink) { sink(marked); });
                            }};
         });

@@ -17,7 +17,8 @@ namespace engine {
 struct Change {
     std::optional<platform::ItemStatus> found; ///< what existed when it was verified
 
-    /// Makes the new item at this path, where nothing exists; empty when nothing is to exist.
+    /// Makes the new item at this path, where nothing exists; empty when nothing is to exist. There is one
+    /// for every file of a pack: they hold names, because a path takes ten times as much memory.
     std::function<void(const std::filesystem::path&)> make;
 };
 

@@ -1,6 +1,7 @@
 #include "platform/Json.hpp"
 
 #include "platform/Error.hpp"
+#include "platform/Unicode.hpp"
 
 namespace platform {
 namespace {
@@ -83,6 +84,10 @@ std::string compactJson(const Json& document) {
         escaped += character;
     }
     return escaped;
+}
+
+std::string repairedUtf8(const std::string& text) { // here, because the JSON library does it on the way
+    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
 }
 
 } // namespace platform

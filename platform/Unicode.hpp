@@ -10,4 +10,7 @@ namespace platform {
 /// that are not UTF-8 stay as they are.
 std::string composed(std::string_view text);
 
+/// The text with every sequence that is not UTF-8 replaced by U+FFFD.
+std::string repairedUtf8(const std::string& text);
+
 } // namespace platform

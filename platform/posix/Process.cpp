@@ -1,7 +1,7 @@
 #include "platform/Process.hpp"
 
 #include "platform/Error.hpp"
-#include "platform/Json.hpp"
+#include "platform/Unicode.hpp"
 #include "platform/posix/Descriptor.hpp"
 
 #include <fcntl.h>
@@ -82,11 +82,6 @@ std::string readToEnd(int descriptor) {
         }
         text.append(piece.data(), static_cast<std::size_t>(length));
     }
-}
-
-/// The text with every sequence that is not UTF-8 replaced by U+FFFD.
-std::string repairedUtf8(const std::string& text) {
-    return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
 }
 
 /// The output with a line that names the signal.

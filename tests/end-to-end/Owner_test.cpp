@@ -1,4 +1,5 @@
 #include "tests/end-to-end/Administrator.hpp"
+#include "tests/support/BuiltProduct.hpp"
 
 #include <unistd.h>
 
@@ -137,7 +138,7 @@ TEST_F(AdministratorsScript, WorksOnWhatALinkOfTheOwnersLeadsToWithTheRightsOfIt
 
 TEST_F(AdministratorsScript, OpensTheWindowAsTheOwner) {
     giveHome();
-    fs::copy_file(fs::path(ORVO_PROGRAM).parent_path() / "orvo-window.so", product.folder / "orvo-window.so");
+    fs::copy_file(builtProduct() / "orvo-window.so", product.folder / "orvo-window.so");
     Launch launch = program({});
     launch.environment["QT_QPA_PLATFORM"] = "offscreen";
     const Child window(launch);

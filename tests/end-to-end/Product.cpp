@@ -1,5 +1,6 @@
 #include "tests/end-to-end/Product.hpp"
 
+#include "tests/support/BuiltProduct.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 #include <fcntl.h>
@@ -31,9 +32,10 @@ constexpr const char* ownershipList = R"(<?xml version="1.0" encoding="UTF-8"?>
 void copyProgram(const fs::path& program) {
     fs::create_directories(program.parent_path());
     std::error_code failure;
-    fs::create_hard_link(ORVO_PROGRAM, program, failure); // the program looks at the name it was started by
+    const fs::path built = builtProduct() / "orvo-installer";
+    fs::create_hard_link(built, program, failure); // the program looks at the name it was started by
     if (failure) {
-        fs::copy_file(ORVO_PROGRAM, program);
+        fs::copy_file(built, program);
     }
 }
 

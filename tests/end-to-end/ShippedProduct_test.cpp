@@ -1,4 +1,5 @@
 #include "tests/end-to-end/EndToEnd.hpp"
+#include "tests/support/BuiltProduct.hpp"
 
 namespace fs = std::filesystem;
 
@@ -6,7 +7,7 @@ namespace {
 
 using namespace tests;
 
-const fs::path built = fs::path(ORVO_PROGRAM).parent_path();
+const fs::path built = builtProduct();
 const fs::path shipped = built / "Resources/Payload";
 
 /// The product as it was built, with its own pack and tools.
@@ -16,7 +17,7 @@ struct ShippedProduct : EndToEnd {
 
     Launch builtProgram(const Arguments& arguments) const {
         Launch launch = program(arguments);
-        launch.words.front() = ORVO_PROGRAM;
+        launch.words.front() = (built / "orvo-installer").string();
         return launch;
     }
 

@@ -1,5 +1,6 @@
 #include "platform/Digest.hpp"
 #include "platform/Process.hpp"
+#include "tests/support/BuiltProduct.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TreeSnapshot.hpp"
 #include "tests/ui/qt/Screen.hpp"
@@ -57,7 +58,7 @@ TreeSnapshot withoutCaches(const TreeSnapshot& snapshot) {
 class Workshop {
 public:
     Workshop() {
-        fs::copy(ORVO_PRODUCT, product(), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+        fs::copy(builtProduct(), product(), fs::copy_options::recursive | fs::copy_options::copy_symlinks);
         const fs::path codesign = product() / "SystemTools/usr/bin/codesign";
         fs::rename(codesign, folder / "codesign");
         writeFile(codesign, "#!/bin/sh\nwhile [ -e '" + pause().string() +

@@ -4,6 +4,7 @@
 #include "platform/FileManager.hpp"
 #include "platform/PropertyList.hpp"
 
+#include <cerrno>
 #include <optional>
 
 namespace fs = std::filesystem;
@@ -27,7 +28,10 @@ std::optional<std::string> identifier(const fs::path& application) {
         const PropertyList information = parsePropertyList(FileManager::defaultManager().read(file), file);
         const auto found = information.strings.find("CFBundleIdentifier");
         return found == information.strings.end() ? std::nullopt : std::optional(found->second);
-    } catch (const Error&) {
+    } catch (const Error& error) {
+        if (error.number() == ENOMEM) {
+            throw;
+        }
         return std::nullopt; // a bundle that does not say its identifier has none
     }
 }

@@ -72,13 +72,13 @@ void copyAttributes(const fs::path& from, const fs::path& to) {
     }
 }
 
-/// The lines of a list of hidden items; a missing list has none.
+/// The lines of a list of hidden items; a missing list has none. A stream would take an allocation that fails
+/// for the end of the text.
 std::vector<std::string> hiddenNames(const FileManager& files, const fs::path& list) {
     constexpr std::uint64_t most = std::uint64_t{1} << 20;
     std::vector<std::string> names;
     const std::string text = files.exists(list) ? files.read(list, most) : "";
-    for (std::string_view lines = text;
-         !lines.empty();) { // a stream would take the end of memory for its own
+    for (std::string_view lines = text; !lines.empty();) {
         const std::string_view name = lines.substr(0, lines.find('\n'));
         names.emplace_back(name);
         lines.remove_prefix(std::min(lines.size(), name.size() + 1));

@@ -112,10 +112,10 @@ def show(outcome: Outcome, name: str) -> None:
 
 
 def usable_file_systems(arguments: argparse.Namespace, folders: Folders) -> Sequence[str]:
-    usable = disks.usable(folders.here)
+    usable = disks.usable(folders.here) if arguments.is_isolated else ()
     for name in disks.FILE_SYSTEMS:
         if name not in usable:
-            print(f"left out, it takes root, loop devices and mkfs: disks with {name}")
+            print(f"left out, it takes root of a whole system, loop devices and mkfs: disks with {name}")
     return [name for name in usable if not arguments.file_system or name in arguments.file_system]
 
 
@@ -165,12 +165,12 @@ def main() -> int:
         if not shutil.which(tool):
             print(f"{tool} is needed", file=sys.stderr)
             return 77
-    is_isolated = isolate()
+    arguments.is_isolated = isolate()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that the folders go
     began = time.monotonic()
     deadline = began + arguments.sample if arguments.sample else float("inf")
     figures = Figures()
-    folders = make_folders(is_isolated)
+    folders = make_folders(arguments.is_isolated)
     try:
         run_cases(arguments, folders, figures, deadline)
     finally:

@@ -13,6 +13,7 @@
 #include <limits>
 #include <new>
 #include <optional>
+#include <stdexcept>
 
 namespace fs = std::filesystem;
 
@@ -89,7 +90,9 @@ public:
         fs::copy_file("/bin/sleep", program);
         std::array words{std::string("sleep"), std::string("60")};
         std::array<char*, 3> arguments{words[0].data(), words[1].data(), nullptr};
-        posix_spawn(&process, program.c_str(), nullptr, nullptr, arguments.data(), nullptr);
+        if (posix_spawn(&process, program.c_str(), nullptr, nullptr, arguments.data(), nullptr) != 0) {
+            throw std::runtime_error("cannot start " + program);
+        }
     }
     ~RunningApplication() {
         ::kill(process, SIGKILL);
